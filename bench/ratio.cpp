@@ -1,0 +1,69 @@
+#include "ratio.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include <map>
+
+#include <benchmark/benchmark.h>
+
+namespace benchratio {
+
+namespace {
+
+// Records each run's time per iteration beside the normal console output.
+class RecordingReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run> &runs) override {
+    for (const Run &run : runs) {
+      if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
+        times[run.benchmark_name()] = run.GetAdjustedRealTime();
+      }
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+  std::map<std::string, double> times;
+};
+
+}  // namespace
+
+int runAndReport(int argc, char **argv, const std::vector<Pair> &pairs) {
+  bool strict = false;
+  std::vector<char *> args;
+  for (int i = 0; i < argc; ++i) {
+    if (strcmp(argv[i], "--strict") == 0) {
+      strict = true;
+    } else {
+      args.push_back(argv[i]);
+    }
+  }
+  int n = static_cast<int>(args.size());
+  benchmark::Initialize(&n, args.data());
+  RecordingReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+
+  int result = 0;
+  printf("\n");
+  for (const Pair &pair : pairs) {
+    auto ours = reporter.times.find(pair.ours);
+    auto peer = reporter.times.find(pair.peer);
+    if (ours == reporter.times.end() || peer == reporter.times.end() || peer->second <= 0) {
+      continue;  // filtered out of this run
+    }
+    double ratio = ours->second / peer->second;
+    if (pair.limit > 0) {
+      bool ok = ratio <= pair.limit;
+      printf("ratio %s / %s = %.3f (limit %.2f: %s)\n", pair.ours.c_str(), pair.peer.c_str(), ratio,
+             pair.limit, ok ? "ok" : "OVER");
+      if (!ok && strict) {
+        result = 1;
+      }
+    } else {
+      printf("ratio %s / %s = %.3f\n", pair.ours.c_str(), pair.peer.c_str(), ratio);
+    }
+  }
+  return result;
+}
+
+}  // namespace benchratio

@@ -1,0 +1,25 @@
+// Ratio reporting for benchmarks: each program names pairs of benchmarks
+// (ours, peer) and, after the run, prints ours/peer for each pair from the
+// measured real time per iteration. A ratio below 1.0 means ours is faster.
+#ifndef ORVANE_BENCH_RATIO_H
+#define ORVANE_BENCH_RATIO_H
+
+#include <string>
+#include <vector>
+
+namespace benchratio {
+
+struct Pair {
+  std::string ours;   // benchmark name (as reported, arguments included)
+  std::string peer;
+  double limit;       // the ratio the pair must not exceed; 0 for none
+};
+
+// Runs every registered benchmark, then prints one line per pair:
+//   ratio <ours> / <peer> = <x> (limit <y>: ok|OVER)
+// Returns 0, or 1 when a limited pair went over its limit and strict is set.
+int runAndReport(int argc, char **argv, const std::vector<Pair> &pairs);
+
+}  // namespace benchratio
+
+#endif

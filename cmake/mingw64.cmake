@@ -1,0 +1,11 @@
+# x86_64 Windows cross build with mingw-w64; tests run under wine64.
+set(ORVANE_MINGW_TRIPLE x86_64-w64-mingw32)
+set(CMAKE_SYSTEM_PROCESSOR AMD64)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw-common.cmake)
+find_program(ORVANE_WINE64 NAMES wine64 PATHS /usr/lib/wine /usr/lib64/wine NO_CMAKE_FIND_ROOT_PATH)
+if(NOT ORVANE_WINE64)
+  find_program(ORVANE_WINE64 NAMES wine NO_CMAKE_FIND_ROOT_PATH)
+endif()
+if(ORVANE_WINE64)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${ORVANE_WINE64})
+endif()

@@ -1,0 +1,125 @@
+#include "support/test_support.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace fs = std::filesystem;
+
+namespace testsupport {
+
+namespace {
+std::string profileDir;
+}
+
+std::string makeScratchDir(const std::string &tag) {
+  static std::atomic<int> counter{0};
+#if defined(_WIN32)
+  unsigned long pid = GetCurrentProcessId();
+#else
+  unsigned long pid = static_cast<unsigned long>(getpid());
+#endif
+  fs::path dir = fs::temp_directory_path() /
+                 ("orvane-" + tag + "-" + std::to_string(pid) + "-" + std::to_string(counter++));
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  return dir.string();
+}
+
+void removeTree(const std::string &path) {
+  std::error_code ec;
+  fs::remove_all(path, ec);
+}
+
+void writeFile(const std::string &path, const std::string &contents) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << contents;
+}
+
+std::string readFile(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+bool fileExists(const std::string &path) {
+  std::error_code ec;
+  return fs::exists(path, ec);
+}
+
+std::string useScratchProfileDir() {
+#if defined(_WIN32)
+  char dir[MAX_PATH];
+  UINT n = GetWindowsDirectoryA(dir, sizeof dir);
+  profileDir.assign(dir, n);
+#else
+  if (profileDir.empty()) {
+    profileDir = makeScratchDir("profile");
+  }
+  setEnv("ORVANE_PROFILE_DIR", profileDir);
+#endif
+  return profileDir;
+}
+
+void writeProfile(const std::string &name, const std::string &contents) {
+  if (profileDir.empty()) {
+    useScratchProfileDir();
+  }
+  writeFile(profileDir + kSep + name, contents);
+#if defined(_WIN32)
+  // Drop the system's cached copy of the profile.
+  WritePrivateProfileStringA(nullptr, nullptr, nullptr, name.c_str());
+#endif
+}
+
+void removeProfile(const std::string &name) {
+  if (profileDir.empty()) {
+    return;
+  }
+  std::error_code ec;
+  fs::remove(profileDir + kSep + name, ec);
+#if defined(_WIN32)
+  WritePrivateProfileStringA(nullptr, nullptr, nullptr, name.c_str());
+#endif
+}
+
+std::string executablePath() {
+#if defined(_WIN32)
+  char path[MAX_PATH];
+  DWORD n = GetModuleFileNameA(nullptr, path, sizeof path);
+  return std::string(path, n);
+#else
+  return fs::read_symlink("/proc/self/exe").string();
+#endif
+}
+
+void setEnv(const std::string &name, const std::string &value) {
+#if defined(_WIN32)
+  _putenv_s(name.c_str(), value.c_str());
+  SetEnvironmentVariableA(name.c_str(), value.c_str());
+#else
+  setenv(name.c_str(), value.c_str(), 1);
+#endif
+}
+
+void unsetEnv(const std::string &name) {
+#if defined(_WIN32)
+  _putenv_s(name.c_str(), "");
+  SetEnvironmentVariableA(name.c_str(), nullptr);
+#else
+  unsetenv(name.c_str());
+#endif
+}
+
+}  // namespace testsupport

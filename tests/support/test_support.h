@@ -1,0 +1,46 @@
+// Helpers shared by the tests: scratch directories, the profile directory,
+// and the platform's path conventions.
+#ifndef ORVANE_TESTS_SUPPORT_H
+#define ORVANE_TESTS_SUPPORT_H
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace testsupport {
+
+#if defined(_WIN32)
+constexpr char kSep = '\\';
+#else
+constexpr char kSep = '/';
+#endif
+
+// A fresh, empty directory for this test, removed by the caller with
+// removeTree when done.
+std::string makeScratchDir(const std::string &tag);
+void removeTree(const std::string &path);
+
+// Writes (replacing) a whole file.
+void writeFile(const std::string &path, const std::string &contents);
+std::string readFile(const std::string &path);
+bool fileExists(const std::string &path);
+
+// The directory where bare profile names resolve for the library: on POSIX
+// a scratch directory that ORVANE_PROFILE_DIR now points to; on Windows the
+// Windows directory.
+std::string useScratchProfileDir();
+
+// Writes a profile file (such as "ORVANE.INI") into that directory.
+void writeProfile(const std::string &name, const std::string &contents);
+void removeProfile(const std::string &name);
+
+// Full path of the running test program.
+std::string executablePath();
+
+// Sets or clears an environment variable.
+void setEnv(const std::string &name, const std::string &value);
+void unsetEnv(const std::string &name);
+
+}  // namespace testsupport
+
+#endif

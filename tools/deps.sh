@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the build needs and the machine lacks.
+#   tools/deps.sh            native build and tests
+#   tools/deps.sh --cross    also the mingw-w64 cross compilers and wine64
+#   tools/deps.sh --bench    also Google Benchmark
+#   tools/deps.sh --all      everything CI uses
+set -euo pipefail
+
+packages=(cmake ninja-build g++ googletest)
+for arg in "$@"; do
+  case "$arg" in
+    --cross) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64) ;;
+    --bench) packages+=(libbenchmark-dev) ;;
+    --fuzz) packages+=(clang libclang-rt-dev) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev clang libclang-rt-dev) ;;
+    *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
+  esac
+done
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "deps.sh: installing ${missing[*]}" >&2
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,50 @@
+// orv: command-line access to the library.
+//
+//   orv info     initialise the services and report what each layer found
+//   orv help     list the subcommands
+#include <stdio.h>
+#include <string.h>
+
+#include <string>
+
+#include "orv_commands.h"
+
+namespace {
+
+struct Command {
+  const char *name;
+  const char *summary;
+  int (*run)(int argc, char **argv);
+};
+
+const Command kCommands[] = {
+    {"info", "initialise the services and report what each layer found", orv::runInfo},
+};
+
+int usage(FILE *out) {
+  fputs("usage: orv <command> [arguments]\n\ncommands:\n", out);
+  for (const Command &c : kCommands) {
+    fprintf(out, "  %-10s %s\n", c.name, c.summary);
+  }
+  fprintf(out, "  %-10s %s\n", "help", "show this list");
+  return out == stdout ? 0 : 2;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (argc < 2) {
+    return usage(stderr);
+  }
+  std::string name = argv[1];
+  if (name == "help" || name == "--help" || name == "-h") {
+    return usage(stdout);
+  }
+  for (const Command &c : kCommands) {
+    if (name == c.name) {
+      return c.run(argc - 2, argv + 2);
+    }
+  }
+  fprintf(stderr, "orv: unknown command '%s'\n", name.c_str());
+  return usage(stderr);
+}
