@@ -34,11 +34,11 @@ std::string profileDirectory() {
 #endif
 }
 
-void row(const char *label, const std::string &value) { printf("  %-22s %s\n", label, value.c_str()); }
-
 }  // namespace
 
 namespace orv {
+
+void row(const char *label, const std::string &value) { printf("  %-22s %s\n", label, value.c_str()); }
 
 int runInfo(int argc, char **argv) {
   const char *configKey = nullptr;
@@ -83,10 +83,9 @@ int runInfo(int argc, char **argv) {
                               ", Services  (in ORVANE.INI)");
   row("environment", "consulted last");
 
-  printf("layers\n");
-  row("threads", "not part of this build");
-  row("language support", "not part of this build");
-  row("files", "not part of this build");
+  reportThreads();
+  reportLanguageSupport();
+  reportFiles();
 
   servicesProcessTerminate(0);
   return status == 0 ? 0 : 1;

@@ -2,9 +2,21 @@
 #ifndef ORV_COMMANDS_H
 #define ORV_COMMANDS_H
 
+#include <string>
+
 namespace orv {
 
 int runInfo(int argc, char **argv);
+
+// One indented "label value" line of a report.
+void row(const char *label, const std::string &value);
+
+// The sections of orv info that each layer reports, one file each
+// (info_threads.cpp, info_nls.cpp, info_files.cpp). They run while the
+// services are initialised.
+void reportThreads();
+void reportLanguageSupport();
+void reportFiles();
 
 }  // namespace orv
 
