@@ -78,6 +78,13 @@ constexpr size_t kMaxPath = 260;
 uint32_t getLastError();
 void setLastError(uint32_t error);
 
+// --- Handles ----------------------------------------------------------------
+
+// CloseHandle: closes any kernel object handle (mutex, semaphore, event,
+// thread, file, file mapping). False with last error 6 for a handle that is
+// not open.
+bool closeHandle(Handle handle);
+
 // --- Module -----------------------------------------------------------------
 
 // The library's own module handle, kept by the load hook.

@@ -24,6 +24,8 @@ uint32_t getLastError() { return GetLastError(); }
 
 void setLastError(uint32_t error) { SetLastError(error); }
 
+bool closeHandle(Handle handle) { return CloseHandle(reinterpret_cast<HANDLE>(handle)) != FALSE; }
+
 Handle selfModule() { return moduleHandle; }
 
 void setSelfModule(Handle module) { moduleHandle = module; }

@@ -1,0 +1,172 @@
+// The POSIX handle table.
+#include "platform/posix/handle_table.h"
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+namespace pal::posix {
+
+namespace {
+
+// A handle is (generation << kIndexBits) | (slot index + 1); 0 is never a
+// handle. On 32-bit targets the generation has 12 bits and wraps.
+constexpr unsigned kIndexBits = 20;
+constexpr uint32_t kChunkSize = 1024;
+constexpr uint32_t kMaxChunks = (1u << kIndexBits) / kChunkSize;
+constexpr uint32_t kMaxSlots = kMaxChunks * kChunkSize - 1;
+constexpr uintptr_t kIndexMask = (uintptr_t{1} << kIndexBits) - 1;
+constexpr uintptr_t kGenerationMask = ~uintptr_t{0} >> kIndexBits;
+
+struct Slot {
+  // Bit 0: open. Bits 1 and up: generation.
+  std::atomic<uint64_t> state{0};
+  std::atomic<KernelObject *> object{nullptr};
+};
+
+struct Table {
+  std::atomic<Slot *> chunks[kMaxChunks] = {};
+  std::mutex lock;  // guards everything below and chunk creation
+  uint32_t nextIndex = 0;
+  std::vector<uint32_t> freeSlots;
+  std::vector<KernelObject *> retired[static_cast<size_t>(ObjectKind::Count)];
+};
+
+Table &table() {
+  // Never destroyed: threads may still close handles while the process ends.
+  static Table *instance = new Table;
+  return *instance;
+}
+
+Slot *slotAt(Table &t, uint32_t index) {
+  Slot *chunk = t.chunks[index / kChunkSize].load(std::memory_order_acquire);
+  return chunk == nullptr ? nullptr : &chunk[index % kChunkSize];
+}
+
+Handle encode(uint32_t index, uint64_t generation) {
+  return static_cast<Handle>(((generation & kGenerationMask) << kIndexBits) | (index + 1u));
+}
+
+// Splits a handle; false when it cannot name a slot.
+bool decode(Handle handle, uint32_t &index, uintptr_t &generation) {
+  uintptr_t low = handle & kIndexMask;
+  if (low == 0) {
+    return false;
+  }
+  index = static_cast<uint32_t>(low - 1);
+  generation = (handle >> kIndexBits) & kGenerationMask;
+  return index < kMaxSlots;
+}
+
+bool matches(uint64_t state, uintptr_t generation) {
+  return (state & 1u) != 0 && static_cast<uintptr_t>((state >> 1) & kGenerationMask) == generation;
+}
+
+}  // namespace
+
+KernelObject *takeRetired(ObjectKind kind) {
+  Table &t = table();
+  std::lock_guard<std::mutex> guard(t.lock);
+  auto &pool = t.retired[static_cast<size_t>(kind)];
+  if (pool.empty()) {
+    return nullptr;
+  }
+  KernelObject *object = pool.back();
+  pool.pop_back();
+  return object;
+}
+
+void discardObject(KernelObject *object) {
+  if (object == nullptr) {
+    return;
+  }
+  Table &t = table();
+  std::lock_guard<std::mutex> guard(t.lock);
+  t.retired[static_cast<size_t>(object->kind())].push_back(object);
+}
+
+Handle insertObject(KernelObject *object) {
+  Table &t = table();
+  std::lock_guard<std::mutex> guard(t.lock);
+  uint32_t index;
+  if (!t.freeSlots.empty()) {
+    index = t.freeSlots.back();
+    t.freeSlots.pop_back();
+  } else {
+    if (t.nextIndex >= kMaxSlots) {
+      setLastError(kErrorNotEnoughMemory);
+      return kNullHandle;
+    }
+    index = t.nextIndex;
+    std::atomic<Slot *> &chunk = t.chunks[index / kChunkSize];
+    if (chunk.load(std::memory_order_relaxed) == nullptr) {
+      Slot *fresh = new (std::nothrow) Slot[kChunkSize];
+      if (fresh == nullptr) {
+        setLastError(kErrorNotEnoughMemory);
+        return kNullHandle;
+      }
+      chunk.store(fresh, std::memory_order_release);
+    }
+    ++t.nextIndex;
+  }
+  Slot *slot = slotAt(t, index);
+  uint64_t generation = slot->state.load(std::memory_order_relaxed) >> 1;
+  slot->object.store(object, std::memory_order_relaxed);
+  slot->state.store((generation << 1) | 1u, std::memory_order_release);
+  return encode(index, generation);
+}
+
+KernelObject *lookupObject(Handle handle, ObjectKind kind) {
+  uint32_t index;
+  uintptr_t generation;
+  if (decode(handle, index, generation)) {
+    if (Slot *slot = slotAt(table(), index)) {
+      uint64_t state = slot->state.load(std::memory_order_acquire);
+      if (matches(state, generation)) {
+        KernelObject *object = slot->object.load(std::memory_order_relaxed);
+        if (object != nullptr && (kind == ObjectKind::None || object->kind() == kind)) {
+          return object;
+        }
+      }
+    }
+  }
+  setLastError(kErrorInvalidHandle);
+  return nullptr;
+}
+
+bool closeObject(Handle handle) {
+  uint32_t index;
+  uintptr_t generation;
+  Table &t = table();
+  if (decode(handle, index, generation)) {
+    if (Slot *slot = slotAt(t, index)) {
+      uint64_t state = slot->state.load(std::memory_order_acquire);
+      // Only one closer wins: the one whose exchange moves the slot on.
+      while (matches(state, generation)) {
+        uint64_t closed = ((state >> 1) + 1) << 1;
+        if (slot->state.compare_exchange_weak(state, closed, std::memory_order_acq_rel)) {
+          KernelObject *object = slot->object.exchange(nullptr, std::memory_order_acq_rel);
+          bool released = object->release();
+          uint32_t error = getLastError();
+          {
+            std::lock_guard<std::mutex> guard(t.lock);
+            t.retired[static_cast<size_t>(object->kind())].push_back(object);
+            t.freeSlots.push_back(index);
+          }
+          setLastError(error);
+          return released;
+        }
+      }
+    }
+  }
+  setLastError(kErrorInvalidHandle);
+  return false;
+}
+
+}  // namespace pal::posix
+
+namespace pal {
+
+bool closeHandle(Handle handle) { return posix::closeObject(handle); }
+
+}  // namespace pal
