@@ -14,8 +14,9 @@ namespace {
 const std::vector<std::string> &keys() {
   static const std::vector<std::string> k = [] {
     std::vector<std::string> v;
-    const char *stems[] = {"orvMutexLock", "TEMPFILEDIRS", "ORVNLSTAB", "id", "key_", "Services",
-                           "applicationName", "x", "Temporary", "sLanguage", "winnt", "configuration"};
+    const char *stems[] = {"orvMutexLock", "TEMPFILEDIRS", "ORVNLSTAB",       "id",
+                           "key_",         "Services",     "applicationName", "x",
+                           "Temporary",    "sLanguage",    "winnt",           "configuration"};
     for (int i = 0; i < 256; ++i) {
       std::string s = stems[i % 12];
       s += std::to_string(i * 7919 % 1000);

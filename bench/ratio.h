@@ -10,9 +10,9 @@
 namespace benchratio {
 
 struct Pair {
-  std::string ours;   // benchmark name (as reported, arguments included)
+  std::string ours;  // benchmark name (as reported, arguments included)
   std::string peer;
-  double limit;       // the ratio the pair must not exceed; 0 for none
+  double limit;  // the ratio the pair must not exceed; 0 for none
 };
 
 // Runs every registered benchmark, then prints one line per pair:

@@ -16,9 +16,7 @@ using testsupport::kSep;
 
 namespace {
 
-const char *appName() {
-  return reinterpret_cast<const char *>(servicesQueryApp(ORV_ITEM_APPLICATION_NAME));
-}
+const char *appName() { return reinterpret_cast<const char *>(servicesQueryApp(ORV_ITEM_APPLICATION_NAME)); }
 
 }  // namespace
 
@@ -72,7 +70,8 @@ TEST(ProcessFrame, UnknownItemCodesTakeNoValue) {
 
 TEST(ProcessFrame, QueryOutsideTheItemsReturnsItemLessOne) {
   EXPECT_EQ(-1, servicesQueryApp(0));
-  EXPECT_EQ(static_cast<intptr_t>(0xFFFFFFFF), static_cast<intptr_t>(static_cast<uint32_t>(servicesQueryApp(0))));
+  EXPECT_EQ(static_cast<intptr_t>(0xFFFFFFFF),
+            static_cast<intptr_t>(static_cast<uint32_t>(servicesQueryApp(0))));
   EXPECT_EQ(5, servicesQueryApp(6));
   EXPECT_EQ(99, servicesQueryApp(100));
 }
@@ -101,8 +100,8 @@ class ServicesLocation : public ::testing::Test {
 
 TEST_F(ServicesLocation, SuffixKeyGetsASeparatorAppended) {
   std::string value = std::string(1, kSep) + "orv";
-  testsupport::writeProfile("ORVANE.INI", "[Orvane Locations]\nServicesXYZ=" + value +
-                                              "\nServices=" + kSep + "other\n");
+  testsupport::writeProfile("ORVANE.INI",
+                            "[Orvane Locations]\nServicesXYZ=" + value + "\nServices=" + kSep + "other\n");
   char dir[260];
   EXPECT_EQ(4, orvGetServicesLocation("XYZ", dir, sizeof dir));
   EXPECT_EQ(value + kSep, dir);
@@ -240,7 +239,8 @@ TEST(AssertionDeathTest, RunsExitHandlersThenReportsAndEnds) {
         orvAssert("ORVSRVCS.CPP", 42);
       },
       assertionDeath,
-      handlerThenMessage("*** ASSERTION FAILURE ***: Assertion Failure at line <42> of file <ORVSRVCS.CPP>."));
+      handlerThenMessage(
+          "*** ASSERTION FAILURE ***: Assertion Failure at line <42> of file <ORVSRVCS.CPP>."));
 }
 
 TEST(AssertionDeathTest, WithoutHandlersStillReports) {

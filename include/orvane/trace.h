@@ -35,15 +35,13 @@ typedef struct TraceObj {
   char *buffer;
 } TraceObj;
 
-ORV_API TraceObj *traceObjCreate(uint32_t state, uint32_t mask, uint32_t bufferSize,
-                                 orvTraceWriter writer);
+ORV_API TraceObj *traceObjCreate(uint32_t state, uint32_t mask, uint32_t bufferSize, orvTraceWriter writer);
 ORV_API void traceObjDelete(TraceObj *trace);
 ORV_API void traceObjSetState(TraceObj *trace, uint32_t state);
 ORV_API uint32_t traceObjGetState(const TraceObj *trace);
 ORV_API void traceObjSetMask(TraceObj *trace, uint32_t mask);
 ORV_API uint32_t traceObjGetMask(const TraceObj *trace);
-ORV_API void traceObjWrite(TraceObj *trace, uint32_t categories, const char *text,
-                           uint32_t length);
+ORV_API void traceObjWrite(TraceObj *trace, uint32_t categories, const char *text, uint32_t length);
 
 ORV_EXTERN_C_END
 

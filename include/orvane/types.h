@@ -7,21 +7,21 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-#  if defined(ORVANE_BUILD)
-#    define ORV_API __declspec(dllexport)
-#  else
-#    define ORV_API __declspec(dllimport)
-#  endif
+#if defined(ORVANE_BUILD)
+#define ORV_API __declspec(dllexport)
 #else
-#  define ORV_API __attribute__((visibility("default")))
+#define ORV_API __declspec(dllimport)
+#endif
+#else
+#define ORV_API __attribute__((visibility("default")))
 #endif
 
 #ifdef __cplusplus
-#  define ORV_EXTERN_C_BEGIN extern "C" {
-#  define ORV_EXTERN_C_END }
+#define ORV_EXTERN_C_BEGIN extern "C" {
+#define ORV_EXTERN_C_END }
 #else
-#  define ORV_EXTERN_C_BEGIN
-#  define ORV_EXTERN_C_END
+#define ORV_EXTERN_C_BEGIN
+#define ORV_EXTERN_C_END
 #endif
 
 /* Status codes of the portable layer. */

@@ -44,8 +44,8 @@ class LayerOrder : public ::testing::Test {
  protected:
   void SetUp() override {
     saved = frame::layers();
-    frame::layers() = frame::LayerTable{stdFiles, threadInit, nlsInitStep, fileInit,
-                                        fileTerm, nlsTerm,    threadTerm};
+    frame::layers() =
+        frame::LayerTable{stdFiles, threadInit, nlsInitStep, fileInit, fileTerm, nlsTerm, threadTerm};
     calls.clear();
     threadResult = 0;
     nlsResult = 0;

@@ -92,9 +92,7 @@ TEST_F(ProfileReader, FileNameIgnoresCase) {
   EXPECT_STREQ("one", out);
 }
 
-TEST_F(ProfileReader, LaterSectionOfTheSameNameIsNotConsulted) {
-  EXPECT_EQ("dflt", read("First", "Later"));
-}
+TEST_F(ProfileReader, LaterSectionOfTheSameNameIsNotConsulted) { EXPECT_EQ("dflt", read("First", "Later")); }
 
 TEST(ProfileDirectory, FollowsTheEnvironment) {
   const char *home = getenv("HOME");

@@ -64,7 +64,7 @@ ORV_API int orvClockDestroy(orvClock *clock) {
 }
 
 ORV_API int orvClockReset(orvClock *clock) {
-  struct tm local;
+  struct tm local {};
   if (frame::localTime(time(nullptr), local)) {
     clock->second = local.tm_sec;
     clock->minute = local.tm_min;

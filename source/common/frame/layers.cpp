@@ -17,7 +17,7 @@ int nlsTerminateNotBuilt() { return 1; }
 void threadTerminateNotBuilt() {}
 
 constexpr LayerTable kDefaultLayers = {
-    stdFilesNotBuilt,      threadLayerNotBuilt,  nlsLayerNotBuilt,       fileLayerNotBuilt,
+    stdFilesNotBuilt,      threadLayerNotBuilt,  nlsLayerNotBuilt,        fileLayerNotBuilt,
     fileTerminateNotBuilt, nlsTerminateNotBuilt, threadTerminateNotBuilt,
 };
 

@@ -15,7 +15,7 @@ void writeLineV(TraceObj *trace, uint32_t category, const char *format, va_list 
     return;
   }
   uint32_t length = static_cast<uint32_t>(n) < sizeof line ? static_cast<uint32_t>(n)
-                                                             : static_cast<uint32_t>(sizeof line - 1);
+                                                           : static_cast<uint32_t>(sizeof line - 1);
   traceObjWrite(trace, category, line, length);
 }
 

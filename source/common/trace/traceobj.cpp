@@ -7,8 +7,7 @@
 
 extern "C" {
 
-ORV_API TraceObj *traceObjCreate(uint32_t state, uint32_t mask, uint32_t bufferSize,
-                                 orvTraceWriter writer) {
+ORV_API TraceObj *traceObjCreate(uint32_t state, uint32_t mask, uint32_t bufferSize, orvTraceWriter writer) {
   // The handshake proves that the writer knows this interface.
   if (writer == nullptr || writer(0, nullptr, 0) != ORV_TRACE_MAGIC) {
     return nullptr;
@@ -45,10 +44,8 @@ ORV_API void traceObjSetMask(TraceObj *trace, uint32_t mask) { trace->mask = mas
 
 ORV_API uint32_t traceObjGetMask(const TraceObj *trace) { return trace->mask; }
 
-ORV_API void traceObjWrite(TraceObj *trace, uint32_t categories, const char *text,
-                           uint32_t length) {
-  if (trace == nullptr || trace->state != 0 || trace->writer == nullptr ||
-      (categories & trace->mask) == 0) {
+ORV_API void traceObjWrite(TraceObj *trace, uint32_t categories, const char *text, uint32_t length) {
+  if (trace == nullptr || trace->state != 0 || trace->writer == nullptr || (categories & trace->mask) == 0) {
     return;
   }
   if (length < trace->bufferSize) {

@@ -38,8 +38,8 @@ int loadString(uint32_t id, char *buffer, int size) {
   return LoadStringA(reinterpret_cast<HINSTANCE>(moduleHandle), id, buffer, size);
 }
 
-uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue,
-                                 char *out, uint32_t size, const char *fileName) {
+uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,
+                                 uint32_t size, const char *fileName) {
   return GetPrivateProfileStringA(section, key, defaultValue, out, size, fileName);
 }
 
