@@ -48,8 +48,9 @@ Handle createFileMappingA(Handle file, uint32_t protect, uint32_t maximumSizeHig
 void *mapViewOfFile(Handle mapping, uint32_t desiredAccess, uint32_t offsetHigh, uint32_t offsetLow,
                     size_t bytes);
 
-// UnmapViewOfFile: base must be the address MapViewOfFile returned; false
-// with kErrorInvalidAddress otherwise.
+// UnmapViewOfFile: unmaps the view that holds base (the address
+// MapViewOfFile returned, or any address inside that view); false with
+// kErrorInvalidAddress when no view holds it.
 bool unmapViewOfFile(const void *base);
 
 // GetSystemInfo's allocation granularity: 65536 on both platforms.

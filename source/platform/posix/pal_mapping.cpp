@@ -15,9 +15,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <iterator>
 #include <map>
-#include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "platform/pal_file.h"
@@ -31,13 +33,21 @@ namespace {
 
 constexpr uint32_t kGranularity = 65536;
 
-using FileId = std::pair<dev_t, ino_t>;
+// Library-internal types throughout: standard templates instantiated only
+// on built-in types would be exported from the shared library.
+struct FileId {
+  dev_t device;
+  ino_t inode;
+  bool operator<(const FileId &other) const {
+    return device != other.device ? device < other.device : inode < other.inode;
+  }
+};
 
 class Section;
 
 struct View {
   size_t length;
-  std::shared_ptr<Section> section;
+  Section *section;  // a reference held by the view
 };
 
 // The process's live sections of files and its mapped views.
@@ -52,16 +62,44 @@ MappingRegistry &registry() {
   return *instance;
 }
 
+// A section, counted: one reference for the mapping handle and one per view.
 class Section {
  public:
-  Section(int fd, uint64_t size, bool writable, bool fileBacked, FileId file)
-      : fd_(fd), size_(size), writable_(writable), fileBacked_(fileBacked), file_(file) {
-    if (fileBacked_) {
-      MappingRegistry &r = registry();
-      std::lock_guard<std::mutex> lock(r.guard);
-      entry_ = r.liveSections.emplace(file_, size_);
+  // Takes fd; null (fd closed, last error 8) when memory runs out.
+  static Section *make(int fd, uint64_t size, bool writable, bool fileBacked, FileId file) {
+    auto *section = new (std::nothrow) Section(fd, size, writable, fileBacked, file);
+    if (section == nullptr || (fileBacked && !section->enterRegistry())) {
+      if (section != nullptr) {
+        section->fileBacked_ = false;
+        delete section;
+      } else {
+        ::close(fd);
+      }
+      setLastError(kErrorNotEnoughMemory);
+      return nullptr;
+    }
+    return section;
+  }
+
+  Section(const Section &) = delete;
+  Section &operator=(const Section &) = delete;
+
+  void retain() { references_.fetch_add(1, std::memory_order_relaxed); }
+
+  // Must not be called with the registry locked: the last reference leaves it.
+  void drop() {
+    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      delete this;
     }
   }
+
+  int fd() const { return fd_; }
+  uint64_t size() const { return size_; }
+  bool writable() const { return writable_; }
+
+ private:
+  Section(int fd, uint64_t size, bool writable, bool fileBacked, FileId file)
+      : fd_(fd), size_(size), writable_(writable), fileBacked_(fileBacked), file_(file) {}
 
   ~Section() {
     if (fileBacked_) {
@@ -72,14 +110,18 @@ class Section {
     ::close(fd_);
   }
 
-  Section(const Section &) = delete;
-  Section &operator=(const Section &) = delete;
+  bool enterRegistry() {
+    MappingRegistry &r = registry();
+    try {
+      std::lock_guard<std::mutex> lock(r.guard);
+      entry_ = r.liveSections.emplace(file_, size_);
+      return true;
+    } catch (const std::bad_alloc &) {
+      return false;
+    }
+  }
 
-  int fd() const { return fd_; }
-  uint64_t size() const { return size_; }
-  bool writable() const { return writable_; }
-
- private:
+  std::atomic<uint32_t> references_{1};
   int fd_;
   uint64_t size_;
   bool writable_;
@@ -92,26 +134,34 @@ class MappingObject final : public KernelObject {
  public:
   static constexpr ObjectKind kKind = ObjectKind::Mapping;
 
-  explicit MappingObject(std::shared_ptr<Section> section)
-      : KernelObject(kKind), section_(std::move(section)) {}
+  // Takes over the caller's reference to section.
+  explicit MappingObject(Section *section) : KernelObject(kKind), section_(section) {}
 
   bool release() override {
-    std::shared_ptr<Section> dropped;
+    Section *dropped;
     {
       std::lock_guard<std::mutex> lock(guard_);
-      dropped.swap(section_);
+      dropped = section_;
+      section_ = nullptr;
     }
-    return true;  // the section ends with its last view
+    if (dropped != nullptr) {
+      dropped->drop();  // the section ends with its last view
+    }
+    return true;
   }
 
-  std::shared_ptr<Section> section() {
+  // A new reference to the section, or null once the handle is closed.
+  Section *section() {
     std::lock_guard<std::mutex> lock(guard_);
+    if (section_ != nullptr) {
+      section_->retain();
+    }
     return section_;
   }
 
  private:
   std::mutex guard_;
-  std::shared_ptr<Section> section_;
+  Section *section_;
 };
 
 uint64_t combine(uint32_t low, uint32_t high) { return (static_cast<uint64_t>(high) << 32) | low; }
@@ -138,7 +188,7 @@ bool growFile(int fd, uint64_t size) {
 }
 
 // A section over memory that no file backs (the paging file on Windows).
-std::shared_ptr<Section> memorySection(uint64_t size, bool writable) {
+Section *memorySection(uint64_t size, bool writable) {
   if (size == 0) {
     setLastError(kErrorInvalidParameter);
     return nullptr;
@@ -153,11 +203,10 @@ std::shared_ptr<Section> memorySection(uint64_t size, bool writable) {
     setLastError(kErrorNotEnoughMemory);
     return nullptr;
   }
-  auto section = std::make_shared<Section>(fd, size, writable, false, FileId{});
-  return section;
+  return Section::make(fd, size, writable, false, FileId{});
 }
 
-std::shared_ptr<Section> fileSection(Handle file, uint64_t size, bool writable) {
+Section *fileSection(Handle file, uint64_t size, bool writable) {
   FileUse use(file);
   if (!use) {
     return nullptr;
@@ -198,7 +247,55 @@ std::shared_ptr<Section> fileSection(Handle file, uint64_t size, bool writable) 
     setLastErrorFromErrno(errno);
     return nullptr;
   }
-  return std::make_shared<Section>(fd, size, writable, true, FileId{st.st_dev, st.st_ino});
+  return Section::make(fd, size, writable, true, FileId{st.st_dev, st.st_ino});
+}
+
+// Maps a view of section; the registry keeps the caller's reference to the
+// section with the view. Null with a last error on failure.
+void *mapSection(Section &section, uint32_t desiredAccess, uint64_t offset, size_t bytes) {
+  if (offset % kGranularity != 0) {
+    setLastError(kErrorMappedAlignment);
+    return nullptr;
+  }
+  bool copy = (desiredAccess & 0x1Fu) == kFileMapCopy;
+  bool write = (desiredAccess & kFileMapWrite) != 0;
+  if (write && !section.writable()) {
+    setLastError(kErrorAccessDenied);
+    return nullptr;
+  }
+  if (offset >= section.size()) {
+    setLastError(kErrorInvalidParameter);
+    return nullptr;
+  }
+  uint64_t available = section.size() - offset;
+  if (bytes > available) {
+    setLastError(kErrorAccessDenied);
+    return nullptr;
+  }
+  if (bytes == 0) {
+    if (available > SIZE_MAX) {
+      setLastError(kErrorNotEnoughMemory);
+      return nullptr;
+    }
+    bytes = static_cast<size_t>(available);
+  }
+  int prot = PROT_READ | (write || copy ? PROT_WRITE : 0);
+  void *base =
+      ::mmap(nullptr, bytes, prot, copy ? MAP_PRIVATE : MAP_SHARED, section.fd(), static_cast<off_t>(offset));
+  if (base == MAP_FAILED) {
+    setLastErrorFromErrno(errno);
+    return nullptr;
+  }
+  MappingRegistry &r = registry();
+  try {
+    std::lock_guard<std::mutex> lock(r.guard);
+    r.views.emplace(reinterpret_cast<uintptr_t>(base), View{bytes, &section});
+  } catch (const std::bad_alloc &) {
+    ::munmap(base, bytes);
+    setLastError(kErrorNotEnoughMemory);
+    return nullptr;
+  }
+  return base;
 }
 
 }  // namespace
@@ -231,19 +328,14 @@ Handle createFileMappingA(Handle file, uint32_t protect, uint32_t maximumSizeHig
   }
   bool writable = page == kPageReadwrite;
   uint64_t size = posix::combine(maximumSizeLow, maximumSizeHigh);
-  std::shared_ptr<Section> section;
-  try {
-    section = file == kInvalidHandleValue ? posix::memorySection(size, writable)
-                                          : posix::fileSection(file, size, writable);
-  } catch (const std::bad_alloc &) {
-    setLastError(kErrorNotEnoughMemory);
-    return kNullHandle;
-  }
+  Section *section = file == kInvalidHandleValue ? posix::memorySection(size, writable)
+                                                 : posix::fileSection(file, size, writable);
   if (section == nullptr) {
     return kNullHandle;
   }
-  MappingObject *object = posix::newObject<MappingObject>(std::move(section));
+  MappingObject *object = posix::newObject<MappingObject>(section);
   if (object == nullptr) {
+    section->drop();
     setLastError(kErrorNotEnoughMemory);
     return kNullHandle;
   }
@@ -264,72 +356,40 @@ void *mapViewOfFile(Handle mapping, uint32_t desiredAccess, uint32_t offsetHigh,
   if (object == nullptr) {
     return nullptr;
   }
-  std::shared_ptr<Section> section = object->section();
-  if (section == nullptr || posix::lookup<MappingObject>(mapping) != object) {
+  Section *section = object->section();
+  if (section == nullptr) {
     setLastError(kErrorInvalidHandle);  // closed meanwhile
     return nullptr;
   }
-  uint64_t offset = posix::combine(offsetLow, offsetHigh);
-  if (offset % posix::kGranularity != 0) {
-    setLastError(kErrorMappedAlignment);
-    return nullptr;
+  void *view = posix::mapSection(*section, desiredAccess, posix::combine(offsetLow, offsetHigh), bytes);
+  if (view == nullptr) {
+    section->drop();
   }
-  bool copy = (desiredAccess & 0x1Fu) == kFileMapCopy;
-  bool write = (desiredAccess & kFileMapWrite) != 0;
-  if (write && !section->writable()) {
-    setLastError(kErrorAccessDenied);
-    return nullptr;
-  }
-  if (offset >= section->size()) {
-    setLastError(kErrorInvalidParameter);
-    return nullptr;
-  }
-  uint64_t available = section->size() - offset;
-  if (bytes > available) {
-    setLastError(kErrorAccessDenied);
-    return nullptr;
-  }
-  if (bytes == 0) {
-    if (available > SIZE_MAX) {
-      setLastError(kErrorNotEnoughMemory);
-      return nullptr;
-    }
-    bytes = static_cast<size_t>(available);
-  }
-  int prot = PROT_READ | (write || copy ? PROT_WRITE : 0);
-  void *base = ::mmap(nullptr, bytes, prot, copy ? MAP_PRIVATE : MAP_SHARED, section->fd(),
-                      static_cast<off_t>(offset));
-  if (base == MAP_FAILED) {
-    posix::setLastErrorFromErrno(errno);
-    return nullptr;
-  }
-  posix::MappingRegistry &r = posix::registry();
-  try {
-    std::lock_guard<std::mutex> lock(r.guard);
-    r.views[reinterpret_cast<uintptr_t>(base)] = posix::View{bytes, std::move(section)};
-  } catch (const std::bad_alloc &) {
-    ::munmap(base, bytes);
-    setLastError(kErrorNotEnoughMemory);
-    return nullptr;
-  }
-  return base;
+  return view;  // the view keeps the reference
 }
 
 bool unmapViewOfFile(const void *base) {
-  posix::View view;
+  posix::View view = {};
+  uintptr_t start = 0;
   {
     posix::MappingRegistry &r = posix::registry();
     std::lock_guard<std::mutex> lock(r.guard);
-    auto it = r.views.find(reinterpret_cast<uintptr_t>(base));
-    if (it == r.views.end()) {
+    // The view that holds the address: Windows takes any address inside a
+    // view, not only its base.
+    auto address = reinterpret_cast<uintptr_t>(base);
+    auto it = r.views.upper_bound(address);
+    if (it == r.views.begin() || address - std::prev(it)->first >= std::prev(it)->second.length) {
       setLastError(kErrorInvalidAddress);
       return false;
     }
-    view = std::move(it->second);
+    --it;
+    start = it->first;
+    view = it->second;
     r.views.erase(it);
   }
-  ::munmap(const_cast<void *>(base), view.length);
-  return true;  // the view's hold on its section ends here
+  ::munmap(reinterpret_cast<void *>(start), view.length);
+  view.section->drop();
+  return true;
 }
 
 uint32_t allocationGranularity() { return posix::kGranularity; }
