@@ -47,6 +47,7 @@ class FileObject final : public KernelObject {
   bool canRead() const { return canRead_; }
   bool canWrite() const { return canWrite_; }
   uint32_t fileType() const { return fileType_; }
+  uint32_t callsInFlight() const { return useState_.load(std::memory_order_acquire) >> 1; }
 
   // LockFile state, guarded by lockGuard.
   std::mutex lockGuard;
