@@ -82,6 +82,10 @@ class FileUse {
   FileObject *object_ = nullptr;
 };
 
+// Closes and forgets the standard handles, so that the next getStdHandle
+// looks at descriptors 0, 1 and 2 again (for tests that change them).
+void forgetStdHandles();
+
 // The size of the largest mapping of the file (device, inode) that is still
 // alive in this process (through its handle or a view), or 0.
 uint64_t largestLiveSection(dev_t device, ino_t inode);

@@ -417,6 +417,21 @@ ssize_t writeWithoutSigpipe(int fd, const void *data, size_t size) {
 
 }  // namespace
 
+namespace posix {
+
+void forgetStdHandles() {
+  StdHandles &table = stdHandles();
+  std::lock_guard<std::mutex> guard(table.guard);
+  for (Handle &handle : table.handles) {
+    if (handle != kNullHandle) {
+      closeHandle(handle);
+      handle = kNullHandle;
+    }
+  }
+}
+
+}  // namespace posix
+
 Handle createFileA(const char *path, uint32_t access, uint32_t /*shareMode: not enforced*/,
                    uint32_t disposition, uint32_t flagsAndAttributes) {
   if (isEmpty(path)) {
