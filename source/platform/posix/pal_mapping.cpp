@@ -46,6 +46,7 @@ struct FileId {
 class Section;
 
 struct View {
+  void *base;
   size_t length;
   Section *section;  // a reference held by the view
 };
@@ -289,7 +290,7 @@ void *mapSection(Section &section, uint32_t desiredAccess, uint64_t offset, size
   MappingRegistry &r = registry();
   try {
     std::lock_guard<std::mutex> lock(r.guard);
-    r.views.emplace(reinterpret_cast<uintptr_t>(base), View{bytes, &section});
+    r.views.emplace(reinterpret_cast<uintptr_t>(base), View{base, bytes, &section});
   } catch (const std::bad_alloc &) {
     ::munmap(base, bytes);
     setLastError(kErrorNotEnoughMemory);
@@ -370,7 +371,6 @@ void *mapViewOfFile(Handle mapping, uint32_t desiredAccess, uint32_t offsetHigh,
 
 bool unmapViewOfFile(const void *base) {
   posix::View view = {};
-  uintptr_t start = 0;
   {
     posix::MappingRegistry &r = posix::registry();
     std::lock_guard<std::mutex> lock(r.guard);
@@ -383,11 +383,10 @@ bool unmapViewOfFile(const void *base) {
       return false;
     }
     --it;
-    start = it->first;
     view = it->second;
     r.views.erase(it);
   }
-  ::munmap(reinterpret_cast<void *>(start), view.length);
+  ::munmap(view.base, view.length);
   view.section->drop();
   return true;
 }
