@@ -239,7 +239,7 @@ TEST(PalFilePosix, BadDescriptorIs6) {
   ASSERT_NE(pal::kInvalidHandleValue, h);
   auto *object = pal::posix::lookup<pal::posix::FileObject>(h);
   ASSERT_NE(nullptr, object);
-  close(object->fd());  // pulled from under the handle
+  close(object->openFile()->fd());  // pulled from under the handle
   char buffer[4];
   uint32_t n = 0;
   EXPECT_FALSE(pal::readFile(h, buffer, 4, &n));
@@ -540,10 +540,11 @@ TEST(PalFilePosix, CloseWaitsForACallInFlightBeforeClosingTheDescriptor) {
   ASSERT_GE(writer, 0);
   auto *object = pal::posix::lookup<pal::posix::FileObject>(reader);
   ASSERT_NE(nullptr, object);
-  int fd = object->fd();
+  pal::posix::OpenFile *state = object->openFile();
+  int fd = state->fd();
   std::string got;
   std::thread blocked([&] { got = readText(reader, 100); });
-  while (object->callsInFlight() == 0) {
+  while (state->callsInFlight() == 0) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   EXPECT_TRUE(pal::closeHandle(reader));
@@ -553,6 +554,43 @@ TEST(PalFilePosix, CloseWaitsForACallInFlightBeforeClosingTheDescriptor) {
   blocked.join();
   EXPECT_EQ("late", got);
   EXPECT_LT(fcntl(fd, F_GETFD), 0);  // closed by the call on its way out
+  close(writer);
+}
+
+TEST(PalFilePosix, NewFilesOpenedWhileAClosedHandleIsStillInACall) {
+  // The closed handle's storage goes back to the handle table and is given
+  // to the next files opened; the call still in flight must neither disturb
+  // them nor lose its own descriptor.
+  Scratch s("palposix");
+  std::string fifo = s.path("reuse");
+  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+  pal::Handle reader = openFile(fifo, pal::kGenericRead, pal::kOpenExisting);
+  ASSERT_NE(pal::kInvalidHandleValue, reader);
+  int writer = open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(writer, 0);
+  pal::posix::OpenFile *state = pal::posix::lookup<pal::posix::FileObject>(reader)->openFile();
+  int fd = state->fd();
+  std::string got;
+  std::thread blocked([&] { got = readText(reader, 100); });
+  while (state->callsInFlight() == 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(pal::closeHandle(reader));
+  std::vector<pal::Handle> fresh;
+  for (int i = 0; i < 8; ++i) {
+    fresh.push_back(openFile(s.path("fresh-" + std::to_string(i)), kReadWrite, pal::kCreateAlways));
+    ASSERT_NE(pal::kInvalidHandleValue, fresh.back());
+    ASSERT_TRUE(writeText(fresh.back(), "fresh"));
+  }
+  ASSERT_EQ(4, write(writer, "late", 4));
+  blocked.join();
+  EXPECT_EQ("late", got);
+  EXPECT_LT(fcntl(fd, F_GETFD), 0);  // the in-flight call closed its own descriptor
+  for (pal::Handle h : fresh) {
+    EXPECT_EQ(0u, seekTo(h, 0));
+    EXPECT_EQ("fresh", readText(h, 100));
+    EXPECT_TRUE(pal::closeHandle(h));
+  }
   close(writer);
 }
 

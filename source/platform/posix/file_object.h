@@ -1,14 +1,18 @@
 // The POSIX file object: what a file handle names in the handle table.
 //
-// A file object owns one descriptor (the standard handles borrow 0, 1 and 2)
-// and remembers what the Win32 handle was opened for, so that the calls
-// check access as Windows does rather than as the descriptor would.
+// A file handle's table entry (FileObject) points to the state of the open
+// file (OpenFile): one descriptor (the standard handles borrow 0, 1 and 2),
+// what the Win32 handle was opened for, so that the calls check access as
+// Windows does rather than as the descriptor would, and the handle's locks.
 //
-// Calls in flight keep the descriptor open: closing the handle while another
+// Calls in flight keep the open file alive: closing the handle while another
 // thread is still inside ReadFile on it (a caller error, which Windows
 // survives because the kernel counts references) closes the descriptor only
-// when that call leaves, so its number cannot be reused by another file
-// while the call still writes to it.
+// when that call leaves, so its number cannot be reused by another file while
+// the call still reads or writes through it. The handle table gives a closed
+// entry's storage to the next file at once; the open file therefore lives
+// apart from the entry, in storage of its own that is reused only once no
+// call is left in it, and never freed.
 #ifndef ORVANE_PLATFORM_POSIX_FILE_OBJECT_H
 #define ORVANE_PLATFORM_POSIX_FILE_OBJECT_H
 
@@ -30,18 +34,25 @@ struct LockedRange {
   int fd;  // the descriptor the kernel lock was taken on, or -1 (no kernel lock)
 };
 
-class FileObject final : public KernelObject {
+class OpenFile {
  public:
-  static constexpr ObjectKind kKind = ObjectKind::File;
+  // An open file for fd, in a state that no call uses yet; null when memory
+  // runs out.
+  static OpenFile *make(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint32_t fileType);
 
-  FileObject(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint32_t fileType);
-
-  bool release() override;
+  OpenFile(const OpenFile &) = delete;
+  OpenFile &operator=(const OpenFile &) = delete;
 
   // Registers a call in flight; false once the handle is closed.
   bool enter();
-  // Ends a call; the last one out after a close closes the descriptor.
+  // Ends a call; the last one out after a close finishes the file.
   void leave();
+  // The handle is closed: the file finishes now, or when its last call leaves.
+  void close();
+
+  // The handle that names this open file (set once the handle exists).
+  Handle owner() const { return owner_.load(std::memory_order_acquire); }
+  void setOwner(Handle handle) { owner_.store(handle, std::memory_order_release); }
 
   int fd() const { return fd_; }
   bool canRead() const { return canRead_; }
@@ -55,18 +66,39 @@ class FileObject final : public KernelObject {
   int lockFd = -1;  // a read-write description for the locks of a read-only handle
 
  private:
-  void closeDescriptors();
+  OpenFile() = default;
+  // Releases the locks, closes the descriptors, and gives the storage back.
+  void finish();
 
-  int fd_;
-  bool canRead_;
-  bool canWrite_;
-  bool ownsDescriptor_;
-  uint32_t fileType_;
+  int fd_ = -1;
+  bool canRead_ = false;
+  bool canWrite_ = false;
+  bool ownsDescriptor_ = false;
+  uint32_t fileType_ = 0;
   std::atomic<uint32_t> useState_{0};  // bit 0: closed; bits 1 and up: calls in flight
+  std::atomic<Handle> owner_{kNullHandle};
+};
+
+class FileObject final : public KernelObject {
+ public:
+  static constexpr ObjectKind kKind = ObjectKind::File;
+
+  // Takes over file.
+  explicit FileObject(OpenFile *file) : KernelObject(kKind), file_(file) {}
+
+  bool release() override {
+    file_.load(std::memory_order_acquire)->close();
+    return true;
+  }
+
+  OpenFile *openFile() const { return file_.load(std::memory_order_acquire); }
+
+ private:
+  std::atomic<OpenFile *> file_;
 };
 
 // A file handle made usable for one call: looks the handle up and registers
-// the call, or fails with last error 6.
+// the call on its open file, or fails with last error 6.
 class FileUse {
  public:
   explicit FileUse(Handle handle);
@@ -74,12 +106,12 @@ class FileUse {
   FileUse(const FileUse &) = delete;
   FileUse &operator=(const FileUse &) = delete;
 
-  explicit operator bool() const { return object_ != nullptr; }
-  FileObject *operator->() const { return object_; }
-  FileObject &object() const { return *object_; }
+  explicit operator bool() const { return file_ != nullptr; }
+  OpenFile *operator->() const { return file_; }
+  OpenFile &file() const { return *file_; }
 
  private:
-  FileObject *object_ = nullptr;
+  OpenFile *file_ = nullptr;
 };
 
 // Closes and forgets the standard handles, so that the next getStdHandle

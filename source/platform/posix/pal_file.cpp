@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "platform/posix/errno_map.h"
@@ -24,25 +25,53 @@ static_assert(sizeof(off_t) == 8, "files need 64-bit offsets");
 
 namespace pal::posix {
 
-// --- The file object ---------------------------------------------------------
+// --- The open file -----------------------------------------------------------
 
-FileObject::FileObject(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint32_t fileType)
-    : KernelObject(kKind),
-      fd_(fd),
-      canRead_(canRead),
-      canWrite_(canWrite),
-      ownsDescriptor_(ownsDescriptor),
-      fileType_(fileType) {}
+namespace {
 
-bool FileObject::release() {
-  uint32_t before = useState_.fetch_or(1u, std::memory_order_acq_rel);
-  if ((before >> 1) == 0) {
-    closeDescriptors();
-  }
-  return true;
+// Open files whose handle is closed and whose calls have all left, for reuse.
+struct OpenFilePool {
+  std::mutex guard;
+  std::vector<OpenFile *> idle;
+};
+
+OpenFilePool &openFilePool() {
+  static OpenFilePool *instance = new OpenFilePool;  // never destroyed: handles close until exit
+  return *instance;
 }
 
-bool FileObject::enter() {
+}  // namespace
+
+OpenFile *OpenFile::make(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint32_t fileType) {
+  OpenFile *file = nullptr;
+  {
+    OpenFilePool &pool = openFilePool();
+    std::lock_guard<std::mutex> lock(pool.guard);
+    if (!pool.idle.empty()) {
+      file = pool.idle.back();
+      pool.idle.pop_back();
+    }
+  }
+  if (file == nullptr) {
+    file = new (std::nothrow) OpenFile;
+    if (file == nullptr) {
+      return nullptr;
+    }
+  }
+  // A reused file is closed with no call in it: a stale handle's enter()
+  // keeps failing until the store below opens it for its new owner.
+  file->fd_ = fd;
+  file->canRead_ = canRead;
+  file->canWrite_ = canWrite;
+  file->ownsDescriptor_ = ownsDescriptor;
+  file->fileType_ = fileType;
+  file->lockFd = -1;
+  file->owner_.store(kNullHandle, std::memory_order_relaxed);
+  file->useState_.store(0, std::memory_order_release);
+  return file;
+}
+
+bool OpenFile::enter() {
   uint32_t state = useState_.load(std::memory_order_acquire);
   do {
     if ((state & 1u) != 0) {
@@ -52,35 +81,51 @@ bool FileObject::enter() {
   return true;
 }
 
-void FileObject::leave() {
+void OpenFile::leave() {
   uint32_t before = useState_.fetch_sub(2u, std::memory_order_acq_rel);
   if (before == 3u) {  // closed, and this was the last call in flight
-    closeDescriptors();
+    finish();
   }
 }
 
-void FileObject::closeDescriptors() {
-  // Closing a handle releases its locks, also when a forked child still
-  // holds a copy of the descriptor.
-  std::lock_guard<std::mutex> guard(lockGuard);
-  if (!locks.empty()) {
-    struct flock whole = {};
-    whole.l_type = F_UNLCK;
-    whole.l_whence = SEEK_SET;
-    fcntl(fd_, F_OFD_SETLK, &whole);
-    if (lockFd >= 0) {
-      fcntl(lockFd, F_OFD_SETLK, &whole);
-    }
-    locks.clear();
+void OpenFile::close() {
+  uint32_t before = useState_.fetch_or(1u, std::memory_order_acq_rel);
+  if ((before >> 1) == 0) {
+    finish();
   }
-  if (lockFd >= 0) {
-    ::close(lockFd);
-    lockFd = -1;
+}
+
+void OpenFile::finish() {
+  {
+    // Closing a handle releases its locks, also when a forked child still
+    // holds a copy of the descriptor.
+    std::lock_guard<std::mutex> guard(lockGuard);
+    if (!locks.empty()) {
+      struct flock whole = {};
+      whole.l_type = F_UNLCK;
+      whole.l_whence = SEEK_SET;
+      fcntl(fd_, F_OFD_SETLK, &whole);
+      if (lockFd >= 0) {
+        fcntl(lockFd, F_OFD_SETLK, &whole);
+      }
+      locks.clear();
+    }
+    if (lockFd >= 0) {
+      ::close(lockFd);
+      lockFd = -1;
+    }
   }
   if (ownsDescriptor_) {
     ::close(fd_);
   }
   fd_ = -1;
+  OpenFilePool &pool = openFilePool();
+  std::lock_guard<std::mutex> lock(pool.guard);
+  try {
+    pool.idle.push_back(this);
+  } catch (const std::bad_alloc &) {
+    // Kept out of use for good: the storage of a closed file is never freed.
+  }
 }
 
 FileUse::FileUse(Handle handle) {
@@ -88,23 +133,26 @@ FileUse::FileUse(Handle handle) {
   if (object == nullptr) {
     return;
   }
-  if (!object->enter()) {
+  OpenFile *file = object->openFile();
+  if (!file->enter()) {
     setLastError(kErrorInvalidHandle);
     return;
   }
-  // The handle may have been closed (and its storage reused) between the
-  // lookup and enter(): it must still name this object.
-  if (lookup<FileObject>(handle) != object) {
-    object->leave();
+  // The handle may have been closed between the lookup and enter(), and the
+  // open file given to another handle: it must still belong to this one.
+  // (The entry itself is not read again: once the call is registered, the
+  // handle's close is ordered after it, and so is the entry's reuse.)
+  if (file->owner() != handle) {
+    file->leave();
     setLastError(kErrorInvalidHandle);
     return;
   }
-  object_ = object;
+  file_ = file;
 }
 
 FileUse::~FileUse() {
-  if (object_ != nullptr) {
-    object_->leave();
+  if (file_ != nullptr) {
+    file_->leave();
   }
 }
 
@@ -115,6 +163,7 @@ namespace pal {
 using posix::FileObject;
 using posix::FileUse;
 using posix::IoDirection;
+using posix::OpenFile;
 
 namespace {
 
@@ -293,11 +342,17 @@ void applyAccessHints(int fd, uint32_t flagsAndAttributes) {
 
 // Puts a file object for fd in the handle table; closes fd on failure.
 Handle insertFile(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint32_t fileType) {
-  FileObject *object = posix::newObject<FileObject>(fd, canRead, canWrite, ownsDescriptor, fileType);
-  if (object == nullptr) {
+  OpenFile *file = OpenFile::make(fd, canRead, canWrite, ownsDescriptor, fileType);
+  if (file == nullptr) {
     if (ownsDescriptor) {
       ::close(fd);
     }
+    setLastError(kErrorNotEnoughMemory);
+    return kNullHandle;
+  }
+  FileObject *object = posix::newObject<FileObject>(file);
+  if (object == nullptr) {
+    file->close();
     setLastError(kErrorNotEnoughMemory);
     return kNullHandle;
   }
@@ -306,7 +361,9 @@ Handle insertFile(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint
     object->release();
     posix::discardObject(object);
     setLastError(kErrorNotEnoughMemory);
+    return kNullHandle;
   }
+  file->setOwner(handle);
   return handle;
 }
 
@@ -357,7 +414,7 @@ bool zeroLengthBlocked(int fd, uint64_t offset) {
 // write lock needs a descriptor open for writing: a read-only handle locks
 // through a read-write description of the same file when it may have one,
 // else takes read locks (which do not exclude each other).
-int lockDescriptor(FileObject &file, short &type) {
+int lockDescriptor(OpenFile &file, short &type) {
   type = F_WRLCK;
   if (file.canWrite()) {
     return file.fd();
@@ -704,7 +761,7 @@ bool lockFile(Handle file, uint32_t offsetLow, uint32_t offsetHigh, uint32_t len
     setLastError(kErrorInvalidParameter);
     return false;
   }
-  FileObject &object = use.object();
+  OpenFile &object = use.file();
   std::lock_guard<std::mutex> guard(object.lockGuard);
   for (const posix::LockedRange &held : object.locks) {
     if (rangesConflict(offset, length, held)) {
@@ -745,7 +802,7 @@ bool unlockFile(Handle file, uint32_t offsetLow, uint32_t offsetHigh, uint32_t l
   }
   uint64_t offset = combine(offsetLow, offsetHigh);
   uint64_t length = combine(lengthLow, lengthHigh);
-  FileObject &object = use.object();
+  OpenFile &object = use.file();
   std::lock_guard<std::mutex> guard(object.lockGuard);
   auto held = std::find_if(object.locks.begin(), object.locks.end(), [&](const posix::LockedRange &r) {
     return r.offset == offset && r.length == length;
