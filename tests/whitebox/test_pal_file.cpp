@@ -452,6 +452,7 @@ TEST(PalFile, ThreadsWritingThroughSeparateHandles) {
   ASSERT_NE(pal::kInvalidHandleValue, create);
   pal::closeHandle(create);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   std::vector<int> failures(kThreads, 0);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
@@ -488,6 +489,7 @@ TEST(PalFile, ThreadsOpeningAndClosingConcurrently) {
   Scratch s("palfile");
   constexpr int kThreads = 4;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   std::vector<int> failures(kThreads, 0);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {

@@ -178,6 +178,7 @@ TEST(PalFileLocks, ThreadsRacingForOneRange) {
     std::atomic<int> winners{0};
     std::atomic<int> otherErrors{0};
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int t = 0; t < kThreads; ++t) {
       threads.emplace_back([&, t] {
         if (pal::lockFile(handles[t], 64, 0, 64, 0)) {

@@ -271,7 +271,7 @@ TEST(PalFilePosix, FullFilesystemWritesComeUpShort) {
     if (h == pal::kInvalidHandleValue) {
       return 1;
     }
-    std::string block(200 * 1024, 'f');
+    std::string block(size_t{200} * 1024, 'f');
     uint32_t n = 0;
     if (int r = expectError(pal::writeFile(h, block.data(), static_cast<uint32_t>(block.size()), &n),
                             pal::kErrorDiskFull, 2)) {

@@ -1,7 +1,9 @@
 // The platform layer's file mappings on both platforms: sizes, views,
 // errors, coherence with the file, lifetimes and threads.
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -34,6 +36,9 @@ pal::Handle patternFile(const std::string &path, uint32_t size, uint32_t access 
   testsupport::writeFile(path, bytes);
   return openFile(path, access, pal::kOpenExisting);
 }
+
+// Copies text (without its terminator) to at.
+void place(char *at, std::string_view text) { std::copy(text.begin(), text.end(), at); }
 
 }  // namespace
 
@@ -193,7 +198,7 @@ TEST(PalMapping, ViewsAndFileAgree) {
   auto *b = static_cast<char *>(pal::mapViewOfFile(mapping, pal::kFileMapRead, 0, kG, 100));
   ASSERT_NE(nullptr, a);
   ASSERT_NE(nullptr, b);
-  memcpy(a + kG, "through the view", 16);
+  place(a + kG, "through the view");
   EXPECT_EQ(0, memcmp(b, "through the view", 16));  // the other view
   seekTo(file, kG);
   EXPECT_EQ("through the view", readText(file, 16));  // the file
@@ -203,7 +208,7 @@ TEST(PalMapping, ViewsAndFileAgree) {
   // A copy-on-write view keeps its changes to itself.
   auto *c = static_cast<char *>(pal::mapViewOfFile(mapping, pal::kFileMapCopy, 0, 0, 100));
   ASSERT_NE(nullptr, c);
-  memcpy(c + 10, "private", 7);
+  place(c + 10, "private");
   EXPECT_EQ(0, memcmp(a + 10, "through", 7));
   EXPECT_TRUE(pal::unmapViewOfFile(c));
   EXPECT_TRUE(pal::unmapViewOfFile(a));
@@ -223,7 +228,7 @@ TEST(PalMapping, ViewsOutliveTheirHandles) {
   ASSERT_NE(nullptr, view);
   EXPECT_TRUE(pal::closeHandle(mapping));
   EXPECT_TRUE(pal::closeHandle(file));
-  memcpy(view, "still mapped", 12);
+  place(view, "still mapped");
   EXPECT_TRUE(pal::unmapViewOfFile(view));
   EXPECT_FALSE(pal::unmapViewOfFile(view));
   EXPECT_EQ(pal::kErrorInvalidAddress, pal::getLastError());
@@ -291,7 +296,7 @@ TEST(PalMapping, MemoryNotBackedByAFile) {
   ASSERT_NE(nullptr, a);
   ASSERT_NE(nullptr, b);
   EXPECT_EQ(0, a[3 * kG - 1]);
-  memcpy(a + 2 * kG, "shared", 6);
+  place(a + size_t{2} * kG, "shared");
   EXPECT_EQ(0, memcmp(b, "shared", 6));
   EXPECT_TRUE(pal::unmapViewOfFile(a));
   EXPECT_TRUE(pal::unmapViewOfFile(b));
@@ -306,10 +311,10 @@ TEST(PalMapping, LargeSparseFile) {
   ASSERT_NE(pal::kInvalidHandleValue, file);
   pal::Handle mapping = pal::createFileMappingA(file, kReadWriteCommit, 1, 2 * kG);
   ASSERT_NE(pal::kNullHandle, mapping);
-  EXPECT_EQ((4ull << 30) + 2 * kG, paltest::fileSize(file));
+  EXPECT_EQ((4ull << 30) + uint64_t{2} * kG, paltest::fileSize(file));
   auto *view = static_cast<char *>(pal::mapViewOfFile(mapping, pal::kFileMapAllAccess, 1, kG, kG));
   ASSERT_NE(nullptr, view);
-  memcpy(view + 5, "high", 4);
+  place(view + 5, "high");
   EXPECT_TRUE(pal::unmapViewOfFile(view));
   pal::closeHandle(mapping);
   seekTo(file, (4ull << 30) + kG + 5);
@@ -328,6 +333,7 @@ TEST(PalMapping, ThreadsMappingViewsConcurrently) {
   pal::Handle mapping = pal::createFileMappingA(file, kReadWriteCommit, 0, kThreads * kG);
   ASSERT_NE(pal::kNullHandle, mapping);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   std::vector<int> failures(kThreads, 0);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
