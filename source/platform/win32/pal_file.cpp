@@ -37,8 +37,13 @@ bool writeFile(Handle file, const void *buffer, uint32_t size, uint32_t *transfe
 }
 
 uint32_t setFilePointer(Handle file, int32_t distanceLow, int32_t *distanceHigh, uint32_t moveMethod) {
-  static_assert(sizeof(LONG) == sizeof(int32_t), "LONG is 32 bits");
-  return SetFilePointer(toHandle(file), distanceLow, reinterpret_cast<LONG *>(distanceHigh), moveMethod);
+  if (distanceHigh == nullptr) {
+    return SetFilePointer(toHandle(file), distanceLow, nullptr, moveMethod);
+  }
+  LONG high = *distanceHigh;
+  DWORD low = SetFilePointer(toHandle(file), distanceLow, &high, moveMethod);
+  *distanceHigh = static_cast<int32_t>(high);
+  return low;
 }
 
 bool setEndOfFile(Handle file) { return SetEndOfFile(toHandle(file)) != FALSE; }
