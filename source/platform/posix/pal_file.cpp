@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <new>
-#include <string>
 
 #include "platform/posix/errno_map.h"
 #include "platform/posix/file_object.h"
@@ -197,9 +196,15 @@ uint32_t missingPathError(const char *path) {
   if (slash == nullptr || slash == path) {
     return kErrorFileNotFound;
   }
-  std::string parent(path, static_cast<size_t>(slash - path));
+  auto length = static_cast<size_t>(slash - path);
+  char parent[PATH_MAX];
+  if (length >= sizeof parent) {
+    return kErrorPathNotFound;
+  }
+  memcpy(parent, path, length);
+  parent[length] = '\0';
   struct stat st;
-  if (::stat(parent.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+  if (::stat(parent, &st) != 0 || !S_ISDIR(st.st_mode)) {
     return kErrorPathNotFound;
   }
   return kErrorFileNotFound;
@@ -790,7 +795,16 @@ bool lockFile(Handle file, uint32_t offsetLow, uint32_t offsetHigh, uint32_t len
     range.fd = fd;
   }
   // Ranges wholly past the largest offset hold no file bytes: no kernel lock.
-  object.locks.push_back(range);
+  try {
+    object.locks.push_back(range);
+  } catch (const std::bad_alloc &) {
+    if (range.fd >= 0) {
+      struct flock undo = kernelRange(F_UNLCK, offset, length);
+      fcntl(range.fd, F_OFD_SETLK, &undo);
+    }
+    setLastError(kErrorNotEnoughMemory);
+    return false;
+  }
   return true;
 }
 
