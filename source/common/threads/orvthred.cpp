@@ -236,6 +236,7 @@ void runExitSteps(orvThread *self, uint32_t status) {
 namespace testing {
 void resetTracingSwitch() { threadTracingOn.store(0, std::memory_order_relaxed); }
 int layerUseCount() { return useCount.load(std::memory_order_relaxed); }
+orvHandle *layerMutexWord() { return &layerMutex; }
 }  // namespace testing
 
 }  // namespace threads

@@ -99,8 +99,9 @@ namespace testing {
 void failAllocation(int n);
 // Turns the tracing switch off again (it is never cleared by the library).
 void resetTracingSwitch();
-// The layer's use count.
+// The layer's use count, and its mutex word.
 int layerUseCount();
+orvHandle *layerMutexWord();
 }  // namespace testing
 
 }  // namespace threads

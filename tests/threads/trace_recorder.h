@@ -1,0 +1,93 @@
+// A trace writer that records every line, and helpers that build the exact
+// lines the thread and synchronisation layer writes.
+#ifndef ORVANE_TESTS_THREADS_TRACE_RECORDER_H
+#define ORVANE_TESTS_THREADS_TRACE_RECORDER_H
+
+#include <inttypes.h>
+#include <stdio.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "orvane/trace.h"
+
+namespace threadtest {
+
+struct TraceRecord {
+  uint32_t category;
+  std::string text;
+};
+
+class TraceRecorder {
+ public:
+  static TraceRecorder &instance() {
+    static TraceRecorder recorder;
+    return recorder;
+  }
+  static uint32_t writer(uint32_t categories, char *text, uint32_t length) {
+    if (categories == 0 && text == nullptr && length == 0) {
+      return ORV_TRACE_MAGIC;
+    }
+    instance().add(categories, std::string(text, length));
+    return 0;
+  }
+  void add(uint32_t category, std::string text) {
+    std::lock_guard<std::mutex> guard(lock_);
+    records_.push_back(TraceRecord{category, std::move(text)});
+  }
+  void clear() {
+    std::lock_guard<std::mutex> guard(lock_);
+    records_.clear();
+  }
+  std::vector<std::string> lines() {
+    std::lock_guard<std::mutex> guard(lock_);
+    std::vector<std::string> out;
+    for (const auto &r : records_) {
+      out.push_back(r.text);
+    }
+    return out;
+  }
+  std::vector<TraceRecord> records() {
+    std::lock_guard<std::mutex> guard(lock_);
+    return records_;
+  }
+
+ private:
+  std::mutex lock_;
+  std::vector<TraceRecord> records_;
+};
+
+// A trace object with its own buffer, writing to the recorder.
+inline TraceObj *newRecordingTrace(uint32_t mask) {
+  return traceObjCreate(0, mask, 0, TraceRecorder::writer);
+}
+
+// "%8" PRIxPTR of a pointer, "%8d" of a number, "%x" without width.
+inline std::string p8(const void *p) {
+  char b[32];
+  snprintf(b, sizeof b, "%8" PRIxPTR, reinterpret_cast<uintptr_t>(p));
+  return b;
+}
+inline std::string px(const void *p) {
+  char b[32];
+  snprintf(b, sizeof b, "%" PRIxPTR, reinterpret_cast<uintptr_t>(p));
+  return b;
+}
+inline std::string d8(long n) {
+  char b[32];
+  snprintf(b, sizeof b, "%8ld", n);
+  return b;
+}
+// The name column: start/end lines pad to 25 and add the marker; single
+// lines pad to 28.
+inline std::string pad(const std::string &name, size_t width) {
+  return name.size() < width ? name + std::string(width - name.size(), ' ') : name;
+}
+inline std::string start(const std::string &name) { return pad(name, 25) + "[S]"; }
+inline std::string end(const std::string &name) { return pad(name, 25) + "[E]"; }
+inline std::string single(const std::string &name) { return pad(name, 28); }
+
+}  // namespace threadtest
+
+#endif
