@@ -19,22 +19,27 @@ struct TraceRecord {
   std::string text;
 };
 
+// Records the lines of the trace objects that write to it. Two recorders
+// exist, so that two threads' lines can be told apart.
 class TraceRecorder {
  public:
-  static TraceRecorder &instance() {
-    static TraceRecorder recorder;
-    return recorder;
+  static TraceRecorder &instance(int which = 0) {
+    static TraceRecorder recorders[2];
+    return recorders[which];
   }
   static uint32_t writer(uint32_t categories, char *text, uint32_t length) {
+    return instance(0).take(categories, text, length);
+  }
+  static uint32_t secondWriter(uint32_t categories, char *text, uint32_t length) {
+    return instance(1).take(categories, text, length);
+  }
+  uint32_t take(uint32_t categories, const char *text, uint32_t length) {
     if (categories == 0 && text == nullptr && length == 0) {
       return ORV_TRACE_MAGIC;
     }
-    instance().add(categories, std::string(text, length));
-    return 0;
-  }
-  void add(uint32_t category, std::string text) {
     std::lock_guard<std::mutex> guard(lock_);
-    records_.push_back(TraceRecord{category, std::move(text)});
+    records_.push_back(TraceRecord{categories, std::string(text, length)});
+    return 0;
   }
   void clear() {
     std::lock_guard<std::mutex> guard(lock_);
@@ -59,8 +64,8 @@ class TraceRecorder {
 };
 
 // A trace object with its own buffer, writing to the recorder.
-inline TraceObj *newRecordingTrace(uint32_t mask) {
-  return traceObjCreate(0, mask, 0, TraceRecorder::writer);
+inline TraceObj *newRecordingTrace(uint32_t mask, int which = 0) {
+  return traceObjCreate(0, mask, 0, which == 0 ? TraceRecorder::writer : TraceRecorder::secondWriter);
 }
 
 // "%8" PRIxPTR of a pointer, "%8d" of a number, "%x" without width.
