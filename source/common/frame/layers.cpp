@@ -1,6 +1,8 @@
 // The layer table of process start-up and shut-down.
 #include "common/frame/layers.h"
 
+#include "orvane/threads.h"
+
 namespace frame {
 
 namespace {
@@ -9,16 +11,14 @@ namespace {
 // doing anything; the issue that builds the layer replaces its entry with
 // the layer's own function.
 void stdFilesNotBuilt() {}
-int threadLayerNotBuilt() { return 0; }
 int nlsLayerNotBuilt() { return 0; }
 int fileLayerNotBuilt() { return 1; }
 void fileTerminateNotBuilt() {}
 int nlsTerminateNotBuilt() { return 1; }
-void threadTerminateNotBuilt() {}
 
 constexpr LayerTable kDefaultLayers = {
-    stdFilesNotBuilt,      threadLayerNotBuilt,  nlsLayerNotBuilt,        fileLayerNotBuilt,
-    fileTerminateNotBuilt, nlsTerminateNotBuilt, threadTerminateNotBuilt,
+    stdFilesNotBuilt,      orvThreadProcessInitialize, nlsLayerNotBuilt,          fileLayerNotBuilt,
+    fileTerminateNotBuilt, nlsTerminateNotBuilt,       orvThreadProcessTerminate,
 };
 
 LayerTable currentLayers = kDefaultLayers;
