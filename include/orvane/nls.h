@@ -91,6 +91,51 @@ ORV_API int nlsStrxfrmdSize(int n);
 /* The byte length of the character that begins with firstByte. */
 ORV_API int nlsStrmblen(int firstByte);
 
+/* String primitives. A size counts bytes with the NUL; a length counts
+ * characters unless a function says bytes; no primitive splits a
+ * character. */
+ORV_API int nlsStrlen(const char *s);
+ORV_API int nlsStrBlen(const char *s);
+ORV_API int nlsStrsize(const char *s);
+ORV_API int nlsStrmaxsiz(int n);
+ORV_API int nlsStrmaxlen(int size);
+ORV_API int nlsStrminlen(int size);
+ORV_API char *nlsStrcpy(char *dst, const char *src);
+ORV_API char *nlsStrcat(char *dst, const char *src);
+ORV_API char *nlsStrdup(const char *s);
+ORV_API void nlsStrEmpty(char *s);
+ORV_API int nlsStrIsEmpty(const char *s);
+ORV_API char *nlsStrncpy(char *dst, const char *src, int dstSize);
+ORV_API char *nlsStrncat(char *dst, const char *src, int n);
+ORV_API char *nlsStrncatN(char *dst, const char *const *list, int size);
+ORV_API char *nlsStrLoad(char *dst, int dstSize, const char *src, int n);
+ORV_API char *nlsStrStore(char *dst, int size, const char *src);
+ORV_API char *nlsStrTruncate(char *s, int n);
+ORV_API char *nlsSubstr(char *dst, int dstSize, const char *src, int byteOffset, int byteCount);
+ORV_API char *nlsCSubstr(char *dst, int dstSize, const char *src, int start, int count);
+ORV_API char *nlsCSubstrAppend(char *dst, int dstSize, const char *src, int start, int count);
+ORV_API int nlsStrfill(char *dst, int dstSize, const char *fill, int max);
+ORV_API char *nlsStrupr(char *s);
+ORV_API char *nlsStrlwr(char *s);
+ORV_API int nlsStrcmp(const char *s1, const char *s2);
+ORV_API int nlsStrncmp(const char *s1, const char *s2, int n);
+ORV_API int nlsStrncmpO(const char *s1, int off1, const char *s2, int off2, int n);
+ORV_API int nlsStricmp(const char *s1, const char *s2);
+ORV_API int nlsStrnicmp(const char *s1, const char *s2, int n);
+ORV_API int nlsStrqcmpN(const char *s1, const char *s2, int n);
+ORV_API int nlsStrqicmpN(const char *s1, const char *s2, int n);
+ORV_API int nlsStrpbrkO(const char *s, int start, const char *set);
+ORV_API int nlsStrsplit(char *head, int headSize, char *tail, int tailSize, const char *src, const char *sep,
+                        const char *escape);
+ORV_API int nlsStrsplitN(char *head, int headSize, char *tail, int tailSize, const char *src, const char *sep,
+                         const char *escape, int n);
+ORV_API int nlsStrsplitL(char *head, int headSize, char *tail, int tailSize, const char *src, const char *sep,
+                         const char *escape);
+ORV_API int nlsStrAddEscape(char *dst, int dstSize, const char *src, const char *specials,
+                            const char *escape);
+ORV_API int nlsStrRemoveEscape(char *dst, int dstSize, const char *src, const char *escape);
+ORV_API int nlsBasepath(const char *path, char *dirOut);
+
 ORV_EXTERN_C_END
 
 #endif
