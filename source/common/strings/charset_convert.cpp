@@ -189,11 +189,35 @@ uint16_t *toUnicode(orvCharSet handle, const void *text, uint32_t *length, uint3
   return result;
 }
 
+// The accelerated path of sets with characters of one and two bytes: both
+// bytes of the packed code are always stored (out has room for two bytes per
+// unit) and the position moves by the character's length.
+bool unicodeToNativeNarrow(const FastIndex *fast, const uint16_t *units, size_t n, unsigned char *out,
+                           size_t &used) {
+  size_t o = 0;
+  for (size_t i = 0; i <= n; ++i) {
+    const uint16_t u = i < n ? units[i] : 0;
+    const uint32_t *page = fast->pages[u >> 8];
+    const uint32_t v = page != nullptr ? page[u & 0xFF] : 0;
+    if (v == 0) {
+      return false;
+    }
+    out[o] = static_cast<unsigned char>(v);
+    out[o + 1] = static_cast<unsigned char>(v >> 8);
+    o += v >> 24 & 0x7F;
+  }
+  used = o;
+  return true;
+}
+
 // Writes the native bytes of each unit and of the terminating 0 unit.
 bool unicodeToNative(const CharSetRecord *r, const uint16_t *units, size_t n, unsigned char *out,
                      size_t &used) {
-  size_t o = 0;
   const FastIndex *fast = r->fast;
+  if (fast != nullptr && r->maxLength == 2) {
+    return unicodeToNativeNarrow(fast, units, n, out, used);
+  }
+  size_t o = 0;
   for (size_t i = 0; i <= n; ++i) {
     const uint16_t u = i < n ? units[i] : 0;
     uint32_t native;
