@@ -60,16 +60,16 @@ int runInfo(int argc, char **argv) {
   const int32_t *minor = reinterpret_cast<const int32_t *>(servicesQueryApp(ORV_ITEM_MINOR_VERSION));
   const char *tag = reinterpret_cast<const char *>(servicesQueryApp(ORV_ITEM_RELEASE_TAG));
   row("initialisation", status == 0 ? "ok (0)" : "failed (" + std::to_string(status) + ")");
-  row("version", major != nullptr && minor != nullptr
-                     ? std::to_string(*major) + "." + std::to_string(*minor)
-                     : std::string("unknown"));
+  row("version", major != nullptr && minor != nullptr ? std::to_string(*major) + "." + std::to_string(*minor)
+                                                      : std::string("unknown"));
   row("release tag", tag != nullptr ? tag : "(none)");
   uint32_t code = orvGetProductCode();
   row("product code", code != 0 ? std::string(1, static_cast<char>(code)) : std::string("(none)"));
 
   char dir[260];
   int source = orvGetServicesLocation("", dir, sizeof dir);
-  row("services location", std::string(dir) + (source == 4 ? "  (from ORVANE.INI)" : "  (executable's directory)"));
+  row("services location",
+      std::string(dir) + (source == 4 ? "  (from ORVANE.INI)" : "  (executable's directory)"));
 
   printf("settings chain\n");
   const char *key = reinterpret_cast<const char *>(servicesQueryApp(ORV_ITEM_CONFIGURATION_KEY));
@@ -79,8 +79,8 @@ int runInfo(int argc, char **argv) {
   if (code != 0) {
     section += static_cast<char>(code);
   }
-  row("profile sections", std::string(key != nullptr ? std::string(key) + ", " : "") + section +
-                              ", Services  (in ORVANE.INI)");
+  row("profile sections",
+      std::string(key != nullptr ? std::string(key) + ", " : "") + section + ", Services  (in ORVANE.INI)");
   row("environment", "consulted last");
 
   reportThreads();
