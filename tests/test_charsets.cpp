@@ -4,7 +4,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -400,4 +402,36 @@ TEST_F(CharSets, EveryCharacterOfEveryShippedSetRoundTrips) {
       EXPECT_GT(doubles, 7000);
     }
   }
+}
+
+// --- Threads ------------------------------------------------------------------------------------
+
+TEST_F(CharSets, ThreadsShareSetsAndConvertAtOnce) {
+  useShippedTable();
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &failures] {
+      const char *names[] = {"s-jis", "big5", "euc-j", "pc850"};
+      for (int i = 0; i < 50; ++i) {
+        int error = 0;
+        orvCharSet s = orvCharacterSetCreate(names[(t + i) % 4], &error);
+        if (s == 0) {
+          ++failures;
+          continue;
+        }
+        uint32_t length = 1;
+        uint16_t *u = orvCharacterSetConvertToUnicode(s, "A", &length, nullptr);
+        if (u == nullptr || u[0] != 'A') {
+          ++failures;
+        }
+        orvMemoryFreeFunc(u);
+        orvCharacterSetDestroy(s);
+      }
+    });
+  }
+  for (std::thread &th : threads) {
+    th.join();
+  }
+  EXPECT_EQ(0, failures.load());
 }

@@ -4,7 +4,10 @@
 #include <locale.h>
 #include <string.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -422,4 +425,49 @@ TEST_F(Nls, ProcessInitialisationWithTheShippedTable) {
   EXPECT_EQ(nlsPackLangId("en_US"), nlsGetLangId());
   servicesProcessTerminate(0);
   EXPECT_EQ(0, nlsTerminate());  // already terminated by the frame
+}
+
+TEST_F(Nls, ThreadsFillTheTranslationCacheAtOnce) {
+  initIn("");
+  std::vector<std::thread> threads;
+  std::vector<const unsigned char *> seen(4 * 10);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &seen] {
+      for (int to = 3; to <= 12; ++to) {
+        seen[static_cast<size_t>(t * 10 + to - 3)] = nlsGetCharMap(6, to);
+        char out[8];
+        nlsStrTranslate(out, sizeof out, to, "\xA3\xE9", 2, 6);
+      }
+    });
+  }
+  for (std::thread &th : threads) {
+    th.join();
+  }
+  for (int to = 3; to <= 12; ++to) {
+    for (int t = 1; t < 4; ++t) {
+      EXPECT_EQ(seen[static_cast<size_t>(to - 3)], seen[static_cast<size_t>(t * 10 + to - 3)]) << to;
+    }
+  }
+  EXPECT_NE(nullptr, seen[4 - 3]);  // decMCS to 8859-1
+}
+
+TEST_F(Nls, StringPrimitivesRunOnManyThreads) {
+  initIn("jpn");
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&failures] {
+      for (int i = 0; i < 1000; ++i) {
+        char out[8];
+        nlsStrncpy(out, "a\x82\xA0\x82\xA0", 5);
+        if (strcmp(out, "a\x82\xA0") != 0 || nlsStrlen("a\x82\xA0") != 2) {
+          ++failures;
+        }
+      }
+    });
+  }
+  for (std::thread &th : threads) {
+    th.join();
+  }
+  EXPECT_EQ(0, failures.load());
 }

@@ -205,8 +205,8 @@ TEST_F(Settings, NumbersAreReadDecimalThenHexadecimal) {
     const char *text;
     uint32_t expected;
   } cases[] = {
-      {"0", 0},          {"10", 10},   {"0x1F", 31}, {"1F", 1},   {"1f", 1},
-      {"-1", 0xFFFFFFFFu}, {"abc", 0xABC}, {"zz", 0},  {"  42", 42}, {"0x", 0},
+      {"0", 0},       {"10", 10}, {"0x1F", 31}, {"1F", 1}, {"1f", 1}, {"-1", 0xFFFFFFFFu},
+      {"abc", 0xABC}, {"zz", 0},  {"  42", 42}, {"0x", 0},
   };
   for (const Case &c : cases) {
     testsupport::setEnv("ORVTESTSETTING", c.text);
@@ -240,24 +240,25 @@ TEST_F(Settings, RegistryKeysAndValueNamesIgnoreCase) {
 #if !defined(_WIN32)
 TEST_F(Settings, UserRegLinesThatDoNotParseAreSkipped) {
   initialiseWithKey();
-  registry.setFile("REGEDIT4\n"
-                   "\n"
-                   "; a comment\n"
-                   "[HKEY_LOCAL_MACHINE\\" +
-                   testKey() +
-                   "]\n"
-                   "\"ORVTESTSETTING\"=\"other hive\"\n"
-                   "[HKEY_CURRENT_USER\\" +
-                   testKey() +
-                   "]\n"
-                   "\"ORVTESTSETTING\"=\"unterminated\n"
-                   "\"ORVTESTSETTING\"=hex:01,02\n"
-                   "\"ORVTESTSETTING\"=dword:123456789\n"
-                   "\"ORVTESTSETTING\"=\"bad \\escape\"\n"
-                   "garbage line\n"
-                   "\"Quoted\"=\"a \\\"quoted\\\" c:\\\\dir\\\\file\"\n"
-                   "\"Count\"=dword:0000001f\n"
-                   "@=\"default value\"\n");
+  registry.setFile(
+      "REGEDIT4\n"
+      "\n"
+      "; a comment\n"
+      "[HKEY_LOCAL_MACHINE\\" +
+      testKey() +
+      "]\n"
+      "\"ORVTESTSETTING\"=\"other hive\"\n"
+      "[HKEY_CURRENT_USER\\" +
+      testKey() +
+      "]\n"
+      "\"ORVTESTSETTING\"=\"unterminated\n"
+      "\"ORVTESTSETTING\"=hex:01,02\n"
+      "\"ORVTESTSETTING\"=dword:123456789\n"
+      "\"ORVTESTSETTING\"=\"bad \\escape\"\n"
+      "garbage line\n"
+      "\"Quoted\"=\"a \\\"quoted\\\" c:\\\\dir\\\\file\"\n"
+      "\"Count\"=dword:0000001f\n"
+      "@=\"default value\"\n");
   EXPECT_EQ("<null>", setting("ORVTESTSETTING"));
   EXPECT_EQ("a \"quoted\" c:\\dir\\file", setting("Quoted"));
   EXPECT_EQ(31u, orvResourceGetUInt32("Count"));
@@ -266,19 +267,20 @@ TEST_F(Settings, UserRegLinesThatDoNotParseAreSkipped) {
 
 TEST_F(Settings, UserRegLaterValuesWinAndSectionsMayRepeat) {
   initialiseWithKey();
-  registry.setFile("REGEDIT4\r\n"
-                   "[HKEY_CURRENT_USER\\" +
-                   testKey() +
-                   "\\]\r\n"
-                   "\"ORVTESTSETTING\"=\"first\"\r\n"
-                   "[HKEY_CURRENT_USER\\" +
-                   testKey() +
-                   "\\Sub]\r\n"
-                   "\"ORVTESTSETTING\"=\"subkey\"\r\n"
-                   "[hkey_current_user\\" +
-                   testKey() +
-                   "]\r\n"
-                   "\"orvtestsetting\" = \"second\"\r\n");
+  registry.setFile(
+      "REGEDIT4\r\n"
+      "[HKEY_CURRENT_USER\\" +
+      testKey() +
+      "\\]\r\n"
+      "\"ORVTESTSETTING\"=\"first\"\r\n"
+      "[HKEY_CURRENT_USER\\" +
+      testKey() +
+      "\\Sub]\r\n"
+      "\"ORVTESTSETTING\"=\"subkey\"\r\n"
+      "[hkey_current_user\\" +
+      testKey() +
+      "]\r\n"
+      "\"orvtestsetting\" = \"second\"\r\n");
   EXPECT_EQ("second", setting("ORVTESTSETTING"));
 }
 

@@ -156,7 +156,7 @@ constexpr char kNumberDelimiters[] = " \t\r\n\f\v";
 // when cutComment is set.
 void copyForTokens(char *dst, size_t size, const char *text, bool cutComment) {
   size_t n = 0;
-  while (text[n] != '\0' && n < size - 1 && !(cutComment && text[n] == '#')) {
+  while (n < size - 1 && text[n] != '\0' && !(cutComment && text[n] == '#')) {
     dst[n] = text[n];
     ++n;
   }
@@ -531,7 +531,7 @@ class Loader {
   const char *path_;
   NlsLocale *localeTail_ = nullptr;
   NlsMbCharMap *mapTail_ = nullptr;
-  char scratch_[kLineBufferSize];
+  char scratch_[kLineBufferSize] = {};
 };
 
 bool opensAsTable(const std::string &path, FILE **file) {

@@ -42,11 +42,11 @@ class TableReader {
 
   FILE *file_;
   uint32_t &counter_;
-  char block_[16384];
+  char block_[16384] = {};
   size_t pos_ = 0;
   size_t end_ = 0;
   bool eof_ = false;
-  char line_[kCollationLineBufferSize];
+  char line_[kCollationLineBufferSize] = {};
   size_t raw_ = 0;
   bool comment_ = false;
 };

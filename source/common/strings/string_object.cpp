@@ -46,11 +46,11 @@ const char *singleByteForm(const orvString *s, char *buffer, size_t size, char *
     }
     *heap = out;
   }
-  const uint16_t *u = unitsOf(s);
-  for (uint32_t i = 0; i < s->length; ++i) {
-    out[i] = static_cast<char>(u[i] & 0xFF);
+  const uint32_t n = s->units != nullptr ? s->length : 0;
+  for (uint32_t i = 0; i < n; ++i) {
+    out[i] = static_cast<char>(s->units[i] & 0xFF);
   }
-  out[s->length] = '\0';
+  out[n] = '\0';
   return out;
 }
 
@@ -173,10 +173,10 @@ ORV_API uint32_t orvStringHash(const orvString *string, uint32_t multiplier, uin
   if (string == nullptr) {
     return 0;
   }
-  const uint16_t *u = strings::unitsOf(string);
+  const uint32_t n = string->units != nullptr ? string->length : 0;
   uint32_t hash = 0;
-  for (uint32_t i = 0; i < string->length; ++i) {
-    hash = hash * multiplier + u[i];
+  for (uint32_t i = 0; i < n; ++i) {
+    hash = hash * multiplier + string->units[i];
     // A modulus of 0 is the caller's error; it reduces nothing here rather
     // than dividing by zero.
     if (modulus != 0) {
