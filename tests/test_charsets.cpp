@@ -360,8 +360,8 @@ TEST_F(CharSets, TheCurrentSetGetsItsObjectAtStartUp) {
 
 TEST_F(CharSets, EveryCharacterOfEveryShippedSetRoundTrips) {
   useShippedTable();
-  const char *sets[] = {"ascii7", "8859-1", "roman8", "decMCS", "dg",   "pc850",    "sco8859-1",
-                        "cp1252", "s-jis",  "euc-j",  "korean", "big5", "s-chinese"};
+  const char *sets[] = {"binary8",   "ascii7", "8859-1", "roman8", "decMCS", "dg",   "pc850",
+                        "sco8859-1", "cp1252", "s-jis",  "euc-j",  "korean", "big5", "s-chinese"};
   for (const char *name : sets) {
     int error = -1;
     orvCharSet s = make(name, &error);

@@ -133,7 +133,7 @@ TEST_F(NlsState, MultiByteMapRecords) {
     EXPECT_STREQ(nls::state().tablePath, m->tablePath);
     EXPECT_GT(m->length, 0u);
   }
-  EXPECT_EQ(13, count);
+  EXPECT_EQ(14, count);
   char *text = nls::readMbCharMap("S-JIS");
   ASSERT_NE(nullptr, text);
   EXPECT_EQ(0, strncmp(text, "# ", 2));

@@ -10,7 +10,8 @@ Two outputs, both committed to the repository:
   table  the generated part of data/orvane.nls: a character map that gives
          the spare single-byte slot 10 the Windows Latin-1 set "cp1252"; the
          collation sequence "latin1-dictionary"; and one character-set
-         definition block for each built-in single-byte set, for "cp1252",
+         definition block for "binary8" (each byte its own code point), for
+         each built-in single-byte set, for "cp1252",
          and for the multi-byte sets "s-jis" (CP932), "euc-j" (EUC-JP),
          "korean" (CP949), "big5" (CP950) and "s-chinese" (CP936).
          Everything above the marker line of the table is written by hand
@@ -339,7 +340,8 @@ def write_table(maps):
     lines.append('')
     lines += collation_block('latin1-dictionary', latin1_dictionary_weights())
     lines.append('')
-    for name, m in maps + [('cp1252', cp1252)]:
+    # binary8: opaque bytes, each byte the code point of its own value.
+    for name, m in [('binary8', list(range(256)))] + maps + [('cp1252', cp1252)]:
         entries = sorted((u, bytes([b])) for b, u in enumerate(m) if u != NO_CHAR)
         entries = sorted(dict((u, c) for u, c in reversed(entries)).items())  # lowest byte per character
         lines += block(name, 'built into the library', entries)
