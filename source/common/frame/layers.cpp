@@ -1,6 +1,8 @@
 // The layer table of process start-up and shut-down.
 #include "common/frame/layers.h"
 
+#include "orvane/nls.h"
+
 namespace frame {
 
 namespace {
@@ -10,15 +12,13 @@ namespace {
 // the layer's own function.
 void stdFilesNotBuilt() {}
 int threadLayerNotBuilt() { return 0; }
-int nlsLayerNotBuilt() { return 0; }
 int fileLayerNotBuilt() { return 1; }
 void fileTerminateNotBuilt() {}
-int nlsTerminateNotBuilt() { return 1; }
 void threadTerminateNotBuilt() {}
 
 constexpr LayerTable kDefaultLayers = {
-    stdFilesNotBuilt,      threadLayerNotBuilt,  nlsLayerNotBuilt,        fileLayerNotBuilt,
-    fileTerminateNotBuilt, nlsTerminateNotBuilt, threadTerminateNotBuilt,
+    stdFilesNotBuilt, threadLayerNotBuilt,     nlsInit, fileLayerNotBuilt, fileTerminateNotBuilt,
+    nlsTerminate,     threadTerminateNotBuilt,
 };
 
 LayerTable currentLayers = kDefaultLayers;
