@@ -21,3 +21,7 @@ install(FILES ${PROJECT_BINARY_DIR}/orvaneConfig.cmake ${PROJECT_BINARY_DIR}/orv
 
 configure_file(${PROJECT_SOURCE_DIR}/cmake/orvane.pc.in ${PROJECT_BINARY_DIR}/orvane.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The default NLS table and its description, under share/orvane/.
+install(FILES ${PROJECT_SOURCE_DIR}/data/orvane.nls ${PROJECT_SOURCE_DIR}/data/README.md
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/orvane)

@@ -71,6 +71,17 @@ ORV_API void orvSleep(double seconds);
 ORV_API uint32_t orvHash(const char *text);
 ORV_API uint32_t orvHashI(const char *text);
 
+/* Settings and dynamic libraries. A setting is looked up in the per-user
+ * registry under the application's configuration key, then in "ORVANE.INI"
+ * (the configuration key's section, "Services" followed by the product
+ * letter, "Services"), then in the environment. */
+ORV_API char *orvResourceGetNLSStr(const char *name);
+ORV_API uint32_t orvResourceGetUInt32(const char *name);
+
+ORV_API void *orvDLOpen(const char *name);
+ORV_API int orvDLClose(void *module);
+ORV_API void *orvDLSymbol(void *module, const char *symbol);
+
 ORV_EXTERN_C_END
 
 #endif

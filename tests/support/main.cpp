@@ -9,6 +9,16 @@ int main(int argc, char **argv) {
   // Assertion message boxes go to standard error, where death tests read them.
   _putenv("ORVANE_MESSAGE_BOX=stderr");
 #endif
+  // Process initialisation needs an NLS table: unless the environment names
+  // one, use the shipped table beside the test programs (found through the
+  // executable's directory).
+  if (getenv("ORVNLSTAB") == nullptr) {
+#if defined(_WIN32)
+    _putenv("ORVNLSTAB=" ORVANE_TEST_NLS_TABLE);
+#else
+    setenv("ORVNLSTAB", ORVANE_TEST_NLS_TABLE, 0);
+#endif
+  }
   // Death tests re-run the program for each case, which is safe with threads.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   ::testing::InitGoogleMock(&argc, argv);

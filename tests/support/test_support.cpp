@@ -60,6 +60,17 @@ bool fileExists(const std::string &path) {
 
 std::string useScratchProfileDir() {
 #if defined(_WIN32)
+  // Every test program shares the Windows directory: hold a named mutex for
+  // the rest of this process so that test processes that CTest runs side by
+  // side take turns with the profile files in it.
+  static HANDLE profileLock = [] {
+    HANDLE lock = CreateMutexA(nullptr, FALSE, "Local\\orvane-tests-profile-directory");
+    if (lock != nullptr) {
+      WaitForSingleObject(lock, INFINITE);
+    }
+    return lock;
+  }();
+  (void)profileLock;
   char dir[MAX_PATH];
   UINT n = GetWindowsDirectoryA(dir, sizeof dir);
   profileDir.assign(dir, n);

@@ -1,6 +1,7 @@
 // orv: command-line access to the library.
 //
 //   orv info     initialise the services and report what each layer found
+//   orv nls      check an NLS table; convert text between character sets
 //   orv help     list the subcommands
 #include <stdio.h>
 #include <string.h>
@@ -19,6 +20,7 @@ struct Command {
 
 const Command kCommands[] = {
     {"info", "initialise the services and report what each layer found", orv::runInfo},
+    {"nls", "check an NLS table; convert text between character sets", orv::runNls},
 };
 
 int usage(FILE *out) {

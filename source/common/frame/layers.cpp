@@ -1,6 +1,7 @@
 // The layer table of process start-up and shut-down.
 #include "common/frame/layers.h"
 
+#include "orvane/nls.h"
 #include "orvane/threads.h"
 
 namespace frame {
@@ -11,14 +12,12 @@ namespace {
 // doing anything; the issue that builds the layer replaces its entry with
 // the layer's own function.
 void stdFilesNotBuilt() {}
-int nlsLayerNotBuilt() { return 0; }
 int fileLayerNotBuilt() { return 1; }
 void fileTerminateNotBuilt() {}
-int nlsTerminateNotBuilt() { return 1; }
 
 constexpr LayerTable kDefaultLayers = {
-    stdFilesNotBuilt,      orvThreadProcessInitialize, nlsLayerNotBuilt,          fileLayerNotBuilt,
-    fileTerminateNotBuilt, nlsTerminateNotBuilt,       orvThreadProcessTerminate,
+    stdFilesNotBuilt,      orvThreadProcessInitialize, nlsInit, fileLayerNotBuilt,
+    fileTerminateNotBuilt, nlsTerminate,               orvThreadProcessTerminate,
 };
 
 LayerTable currentLayers = kDefaultLayers;
