@@ -1,6 +1,7 @@
 // The layer table of process start-up and shut-down.
 #include "common/frame/layers.h"
 
+#include "orvane/files.h"
 #include "orvane/nls.h"
 #include "orvane/threads.h"
 
@@ -8,16 +9,10 @@ namespace frame {
 
 namespace {
 
-// Layers that this build does not contain yet. Each step succeeds without
-// doing anything; the issue that builds the layer replaces its entry with
-// the layer's own function.
-void stdFilesNotBuilt() {}
-int fileLayerNotBuilt() { return 1; }
-void fileTerminateNotBuilt() {}
-
 constexpr LayerTable kDefaultLayers = {
-    stdFilesNotBuilt,      orvThreadProcessInitialize, nlsInit, fileLayerNotBuilt,
-    fileTerminateNotBuilt, nlsTerminate,               orvThreadProcessTerminate,
+    orvFileInitializeStdFiles, orvThreadProcessInitialize, nlsInit,
+    orvFileProcessInitialize,  orvFileProcessTerminate,    nlsTerminate,
+    orvThreadProcessTerminate,
 };
 
 LayerTable currentLayers = kDefaultLayers;
