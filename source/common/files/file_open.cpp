@@ -351,14 +351,20 @@ ORV_API int orvFileClose(orvFile *file, int options) {
   bool ok = files::flushChain(file);
   ok = files::closeHandleOf(file) && ok;
   lock.release();
-  // Segments behind an ordinary file are temporary files that nothing else
-  // can reach any more: they are deleted.
+  // The segments behind it close with it: temporary ones (spill-over) are
+  // deleted, since nothing else can reach them any more.
   orvFile *seg = file->next;
   file->next = nullptr;
   while (seg != nullptr) {
     orvFile *next = seg->next;
     seg->next = nullptr;
-    ok = files::temp::close(seg, ORV_FILE_CLOSE_DELETE, nullptr) && ok;
+    seg->head = seg;
+    if (files::isTemporary(seg)) {
+      ok = files::temp::close(seg, ORV_FILE_CLOSE_DELETE, nullptr) && ok;
+    } else {
+      ok = files::closeHandleOf(seg) && ok;
+      files::freeRecord(seg);
+    }
     seg = next;
   }
   files::freeRecord(file);

@@ -144,7 +144,15 @@ bool deleteChain(orvFile *file, ChainLock *lock) {
   orvFile *prev = file;
   for (orvFile *seg = file->next; seg != nullptr;) {
     orvFile *next = seg->next;
-    if (deleteOne(seg)) {
+    // A segment that is an ordinary file (added with a path) is closed, not
+    // deleted.
+    bool gone = true;
+    if (isTemporary(seg)) {
+      gone = deleteOne(seg);
+    } else {
+      closeHandleOf(seg);
+    }
+    if (gone) {
       prev->next = next;
       unlockRecord(seg);
       freeRecord(seg);
