@@ -28,9 +28,9 @@ constexpr uint32_t kWholeFileHigh = 0xFFFFFFFFu;
 // A registry larger than this is not a registry.
 constexpr int64_t kLargestRegistry = 256 * 1024 * 1024;
 
-// How long a failed lock waits before the next attempt, looking again every
-// few milliseconds so that a lock freed meanwhile is taken at once.
-constexpr uint32_t kAttemptMilliseconds = 1000;
+// A failed lock waits a second (tempState().attemptMilliseconds) before the
+// next attempt, looking again every few milliseconds meanwhile so that a
+// lock freed by another process is taken at once.
 constexpr uint32_t kPollMilliseconds = 5;
 
 // The registry file, opened and locked for one access.
@@ -113,7 +113,7 @@ class RegistryFile {
 
   // One second between attempts; the lock is tried again meanwhile.
   bool waitForLock() {
-    for (uint32_t waited = 0; waited < kAttemptMilliseconds; waited += kPollMilliseconds) {
+    for (uint32_t waited = 0; waited < tempState().attemptMilliseconds; waited += kPollMilliseconds) {
       pal::sleepMs(kPollMilliseconds);
       if (file_ != nullptr && tryLock()) {
         return true;

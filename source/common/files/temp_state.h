@@ -43,6 +43,9 @@ struct TempState {
   orvThread *cleanupThread = nullptr;
   orvHandle cleanupWake = 0;  // event that cuts the clean-up thread's sleep short
   bool ready = false;
+  // The wait between two attempts at the registry's lock (white-box tests
+  // shorten it).
+  uint32_t attemptMilliseconds = 1000;
 };
 
 TempState &tempState();
