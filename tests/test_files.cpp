@@ -152,9 +152,6 @@ TEST_F(FilesTest, ADirectoryCannotBeOpenedAsAFile) {
 }
 
 TEST_F(FilesTest, ANameTooLongFailsWithMinus34) {
-  if (filestest::underWine()) {
-    GTEST_SKIP() << "wine reports long names as a missing path";
-  }
   int error = 0;
   std::string p = path(std::string(300, 'n'));
   EXPECT_EQ(nullptr, orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE, ORV_FILE_TAG_PATH, p.c_str(),
