@@ -1,5 +1,6 @@
 // The file layer's start-up and shut-down, the standard files before and
 // after, the error key, and record locks that fail.
+#include <cstddef>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -118,4 +119,44 @@ TEST_F(FilesTest, TheSystemPositionIsKeptWithoutAsking) {
   EXPECT_EQ(10000, system);
   EXPECT_EQ(4096, f->segmentPos);  // asked and put back
   orvFileClose(f, 0);
+}
+
+// The records keep their field order; on 32-bit builds they have the
+// layouts of the original 32-bit records exactly.
+TEST(FileLayer, RecordLayouts) {
+  EXPECT_LT(offsetof(orvFile, magic), offsetof(orvFile, lockState));
+  EXPECT_LT(offsetof(orvFile, lockState), offsetof(orvFile, mutex));
+  EXPECT_LT(offsetof(orvFile, mutex), offsetof(orvFile, name));
+  EXPECT_LT(offsetof(orvFile, name), offsetof(orvFile, isOpen));
+  EXPECT_LT(offsetof(orvFile, isOpen), offsetof(orvFile, segmentLimit));
+  EXPECT_LT(offsetof(orvFile, segmentLimit), offsetof(orvFile, openFlags));
+  EXPECT_LT(offsetof(orvFile, openFlags), offsetof(orvFile, eofSeen));
+  EXPECT_LT(offsetof(orvFile, eofSeen), offsetof(orvFile, modeBits));
+  EXPECT_LT(offsetof(orvFile, modeBits), offsetof(orvFile, head));
+  EXPECT_LT(offsetof(orvFile, head), offsetof(orvFile, next));
+  EXPECT_LT(offsetof(orvFile, next), offsetof(orvFile, bufferOwner));
+  EXPECT_LT(offsetof(orvFile, bufferOwner), offsetof(orvFile, segmentPos));
+  EXPECT_LT(offsetof(orvFile, segmentPos), offsetof(orvFile, tempIndex));
+  EXPECT_LT(offsetof(orvFile, tempIndex), offsetof(orvFile, mapCount));
+  EXPECT_LT(offsetof(orvFile, mapCount), offsetof(orvFile, buffer));
+  EXPECT_LT(offsetof(orvFile, buffer), offsetof(orvFile, bufPos));
+  EXPECT_LT(offsetof(orvFile, bufPos), offsetof(orvFile, bufCount));
+  EXPECT_LT(offsetof(orvFile, bufCount), offsetof(orvFile, bufDirty));
+  EXPECT_LT(offsetof(orvFile, bufDirty), offsetof(orvFile, handle));
+  EXPECT_EQ(sizeof(void *), sizeof(orvFile::mutex));
+  EXPECT_EQ(sizeof(void *), sizeof(orvFile::handle));
+  EXPECT_EQ(sizeof(void *), sizeof(orvFileMap::mapping));
+  EXPECT_EQ(4096u, sizeof(orvFile::buffer));
+#if UINTPTR_MAX == 0xFFFFFFFFu
+  static_assert(offsetof(orvFile, segmentLimit) == 24);
+  static_assert(offsetof(orvFile, head) == 44);
+  static_assert(offsetof(orvFile, segmentPos) == 56);
+  static_assert(offsetof(orvFile, tempIndex) == 64);
+  static_assert(offsetof(orvFile, mapCount) == 66);
+  static_assert(offsetof(orvFile, buffer) == 68);
+  static_assert(offsetof(orvFile, handle) == 4176);
+  static_assert(offsetof(orvFileMap, viewOffset) == 24);
+  static_assert(offsetof(orvFileMap, mapping) == 36);
+  static_assert(sizeof(orvFileMap) == 40);
+#endif
 }

@@ -2,6 +2,7 @@
 //
 //   orv info     initialise the services and report what each layer found
 //   orv nls      check an NLS table; convert text between character sets
+//   orv tempfiles  list the temporary-file registry, or run one clean-up pass
 //   orv help     list the subcommands
 #include <stdio.h>
 #include <string.h>
@@ -21,6 +22,7 @@ struct Command {
 const Command kCommands[] = {
     {"info", "initialise the services and report what each layer found", orv::runInfo},
     {"nls", "check an NLS table; convert text between character sets", orv::runNls},
+    {"tempfiles", "list the temporary-file registry, or run one clean-up pass", orv::runTempfiles},
 };
 
 int usage(FILE *out) {
