@@ -191,7 +191,10 @@ TEST_F(PosixFiles, AReadOnlyFilesystemGivesMinus52) {
 
 TEST_F(PosixFiles, TooManyOpenFilesGivesMinus50) {
   inChild([&] {
-    struct rlimit limit = {32, 32};
+    struct rlimit saved {};
+    getrlimit(RLIMIT_NOFILE, &saved);
+    struct rlimit limit = saved;
+    limit.rlim_cur = 32;
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
       return kSkip;
     }
@@ -206,6 +209,8 @@ TEST_F(PosixFiles, TooManyOpenFilesGivesMinus50) {
       }
       files.push_back(f);
     }
+    // Descriptors again for the closes (sanitizers need some too).
+    setrlimit(RLIMIT_NOFILE, &saved);
     for (orvFile *f : files) {
       orvFileClose(f, 0);
     }

@@ -1,0 +1,375 @@
+// The file layer against its peers, on files in one directory (the current
+// one, or ORVANE_BENCH_DIR):
+//   - 256 MiB written then read back in 100-byte records: orvFileWrite and
+//     orvFileRead against fwrite and fread;
+//   - the same in 64 KiB records against write(2) and read(2);
+//   - orvFileGetc over a 64 MiB text-mode file against fgetc;
+//   - a memory map read sequentially over 256 MiB against read(2);
+//   - temporary files made and deleted, without a registry and with one that
+//     holds 100 other files.
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "orvane/files.h"
+#include "orvane/frame.h"
+#include "ratio.h"
+
+#if defined(_WIN32)
+#include <io.h>
+#define ORV_BENCH_OPEN _open
+#define ORV_BENCH_READ _read
+#define ORV_BENCH_WRITE _write
+#define ORV_BENCH_CLOSE _close
+#define ORV_BENCH_SEEK _lseeki64
+#define ORV_BENCH_FLAGS (_O_BINARY)
+#else
+#include <unistd.h>
+#define ORV_BENCH_OPEN open
+#define ORV_BENCH_READ read
+#define ORV_BENCH_WRITE write
+#define ORV_BENCH_CLOSE close
+#define ORV_BENCH_SEEK lseek
+#define ORV_BENCH_FLAGS 0
+#endif
+
+namespace {
+
+constexpr size_t kBig = 256u << 20;  // 256 MiB
+constexpr size_t kText = 64u << 20;  // 64 MiB
+constexpr size_t kSmallRecord = 100;
+constexpr size_t kLargeRecord = 64u << 10;
+
+std::string benchDir() {
+  const char *dir = getenv("ORVANE_BENCH_DIR");
+  return dir != nullptr && *dir != '\0' ? std::string(dir) : std::string(".");
+}
+
+std::string benchPath(const char *name) { return benchDir() + "/" + name; }
+
+// The services, started once for the file benchmarks.
+struct Services {
+  Services() { servicesProcessInitialize(0); }
+  ~Services() { servicesProcessTerminate(0); }
+};
+
+std::vector<char> recordOf(size_t size) {
+  std::vector<char> r(size);
+  for (size_t i = 0; i < size; ++i) {
+    r[i] = static_cast<char>('a' + i % 26);
+  }
+  return r;
+}
+
+// --- Records through the layer and through its peers ---------------------------------
+
+void orvWriteRead(benchmark::State &state, size_t record) {
+  Services services;
+  std::string path = benchPath("bench_orv.dat");
+  std::vector<char> out = recordOf(record);
+  std::vector<char> in(record);
+  for (auto _ : state) {
+    orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE, ORV_FILE_TAG_PATH,
+                             path.c_str(), ORV_FILE_TAG_END);
+    if (f == nullptr) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    for (size_t done = 0; done < kBig; done += record) {
+      orvFileWrite(f, out.data(), static_cast<uint32_t>(record));
+    }
+    orvFileSeek(f, 0, ORV_FILE_SEEK_SET);
+    size_t got = 0;
+    while (size_t n = orvFileRead(f, in.data(), static_cast<uint32_t>(record))) {
+      got += n;
+    }
+    orvFileClose(f, 0);
+    if (got < kBig) {
+      state.SkipWithError("short read");
+      break;
+    }
+  }
+  remove(path.c_str());
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kBig));
+}
+
+void stdioWriteRead(benchmark::State &state, size_t record) {
+  std::string path = benchPath("bench_stdio.dat");
+  std::vector<char> out = recordOf(record);
+  std::vector<char> in(record);
+  for (auto _ : state) {
+    FILE *f = fopen(path.c_str(), "w+b");
+    if (f == nullptr) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    for (size_t done = 0; done < kBig; done += record) {
+      fwrite(out.data(), 1, record, f);
+    }
+    fseek(f, 0, SEEK_SET);
+    size_t got = 0;
+    while (size_t n = fread(in.data(), 1, record, f)) {
+      got += n;
+    }
+    fclose(f);
+    if (got < kBig) {
+      state.SkipWithError("short read");
+      break;
+    }
+  }
+  remove(path.c_str());
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kBig));
+}
+
+void systemWriteRead(benchmark::State &state, size_t record) {
+  std::string path = benchPath("bench_sys.dat");
+  std::vector<char> out = recordOf(record);
+  std::vector<char> in(record);
+  for (auto _ : state) {
+    int fd = ORV_BENCH_OPEN(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | ORV_BENCH_FLAGS, 0644);
+    if (fd < 0) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    for (size_t done = 0; done < kBig; done += record) {
+      if (ORV_BENCH_WRITE(fd, out.data(), static_cast<unsigned>(record)) < 0) {
+        state.SkipWithError("write failed");
+        break;
+      }
+    }
+    ORV_BENCH_SEEK(fd, 0, SEEK_SET);
+    size_t got = 0;
+    for (;;) {
+      auto n = ORV_BENCH_READ(fd, in.data(), static_cast<unsigned>(record));
+      if (n <= 0) {
+        break;
+      }
+      got += static_cast<size_t>(n);
+    }
+    ORV_BENCH_CLOSE(fd);
+    if (got < kBig) {
+      state.SkipWithError("short read");
+      break;
+    }
+  }
+  remove(path.c_str());
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kBig));
+}
+
+void BM_orvRecords100(benchmark::State &state) { orvWriteRead(state, kSmallRecord); }
+void BM_stdioRecords100(benchmark::State &state) { stdioWriteRead(state, kSmallRecord); }
+void BM_orvRecords64K(benchmark::State &state) { orvWriteRead(state, kLargeRecord); }
+void BM_systemRecords64K(benchmark::State &state) { systemWriteRead(state, kLargeRecord); }
+
+// --- Characters of a text file -----------------------------------------------------------
+
+// A 64 MiB text of lines, made once.
+const std::string &textFile() {
+  static const std::string path = [] {
+    std::string p = benchPath("bench_text.txt");
+    FILE *f = fopen(p.c_str(), "wb");
+    std::string line = "The quick brown fox jumps over the lazy dog, 0123456789.\n";
+    for (size_t done = 0; done < kText; done += line.size()) {
+      fwrite(line.data(), 1, line.size(), f);
+    }
+    fclose(f);
+    return p;
+  }();
+  return path;
+}
+
+void BM_orvGetc(benchmark::State &state) {
+  Services services;
+  const std::string &path = textFile();
+  for (auto _ : state) {
+    orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_TEXT | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH,
+                             path.c_str(), ORV_FILE_TAG_END);
+    if (f == nullptr) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    uint32_t sum = 0;
+    for (uint16_t c = orvFileGetc(f); c != ORV_FILE_EOF; c = orvFileGetc(f)) {
+      sum += c;
+    }
+    benchmark::DoNotOptimize(sum);
+    orvFileClose(f, 0);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kText));
+}
+
+void BM_stdioFgetc(benchmark::State &state) {
+  const std::string &path = textFile();
+  for (auto _ : state) {
+    FILE *f = fopen(path.c_str(), "r");
+    if (f == nullptr) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    uint32_t sum = 0;
+    for (int c = fgetc(f); c != EOF; c = fgetc(f)) {
+      sum += static_cast<uint32_t>(c);
+    }
+    benchmark::DoNotOptimize(sum);
+    fclose(f);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kText));
+}
+
+// --- A memory map read sequentially -----------------------------------------------------
+
+const std::string &bigFile() {
+  static const std::string path = [] {
+    std::string p = benchPath("bench_big.dat");
+    FILE *f = fopen(p.c_str(), "wb");
+    std::vector<char> chunk = recordOf(kLargeRecord);
+    for (size_t done = 0; done < kBig; done += chunk.size()) {
+      fwrite(chunk.data(), 1, chunk.size(), f);
+    }
+    fclose(f);
+    return p;
+  }();
+  return path;
+}
+
+uint64_t sumOf(const unsigned char *p, size_t n) {
+  uint64_t sum = 0;
+  for (size_t i = 0; i < n; i += 64) {
+    sum += p[i];  // one touch per cache line, as a scan of records would
+  }
+  return sum;
+}
+
+void BM_orvMapRead(benchmark::State &state) {
+  Services services;
+  const std::string &path = bigFile();
+  for (auto _ : state) {
+    orvFile *f =
+        orvFileOpen(ORV_FILE_READ | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH, path.c_str(), ORV_FILE_TAG_END);
+    orvFileMap *map = f != nullptr ? orvFileMemoryMapCreate(f, 0) : nullptr;
+    const auto *p = map != nullptr
+                        ? static_cast<const unsigned char *>(orvFileMemoryMapOpen(map, 0, 0, 0, kBig))
+                        : nullptr;
+    if (p == nullptr) {
+      state.SkipWithError("map failed");
+      break;
+    }
+    benchmark::DoNotOptimize(sumOf(p, kBig));
+    orvFileMemoryMapDestroy(map);
+    orvFileClose(f, 0);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kBig));
+}
+
+void BM_systemRead(benchmark::State &state) {
+  const std::string &path = bigFile();
+  std::vector<unsigned char> buffer(kLargeRecord);
+  for (auto _ : state) {
+    int fd = ORV_BENCH_OPEN(path.c_str(), O_RDONLY | ORV_BENCH_FLAGS);
+    if (fd < 0) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    uint64_t sum = 0;
+    for (;;) {
+      auto n = ORV_BENCH_READ(fd, buffer.data(), static_cast<unsigned>(buffer.size()));
+      if (n <= 0) {
+        break;
+      }
+      sum += sumOf(buffer.data(), static_cast<size_t>(n));
+    }
+    benchmark::DoNotOptimize(sum);
+    ORV_BENCH_CLOSE(fd);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kBig));
+}
+
+// --- Temporary files ---------------------------------------------------------------------
+
+void setVariable(const char *name, const std::string &value) {
+#if defined(_WIN32)
+  _putenv_s(name, value.c_str());
+#else
+  setenv(name, value.c_str(), 1);
+#endif
+}
+
+void unsetVariable(const char *name) {
+#if defined(_WIN32)
+  _putenv_s(name, "");
+#else
+  unsetenv(name);
+#endif
+}
+
+void makeAndDelete(benchmark::State &state, bool withRegistry) {
+  std::string dir = benchDir();
+  std::string registry = benchPath("bench_registry");
+  setVariable("TEMPFILEDIRS", dir);
+  if (withRegistry) {
+    // 100 lines of other (young) files.
+    std::string text;
+    for (int i = 0; i < 100; ++i) {
+      text += dir + "/other-process-file-" + std::to_string(i) + ";" + std::to_string(43200) + "\n";
+    }
+    std::vector<uint16_t> units(text.begin(), text.end());
+    units.push_back(0);
+    FILE *f = fopen(registry.c_str(), "wb");
+    fwrite(units.data(), 2, units.size(), f);
+    fclose(f);
+    setVariable("TEMPFILEREGISTRY", registry);
+    setVariable("TEMPFILETIMEOUT", "86400");  // the other lines stay
+  }
+  servicesProcessInitialize(0);
+  for (auto _ : state) {
+    orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_TEMPORARY, ORV_FILE_TAG_END);
+    if (f == nullptr) {
+      state.SkipWithError("no temporary file");
+      break;
+    }
+    orvFileClose(f, ORV_FILE_CLOSE_DELETE);
+  }
+  servicesProcessTerminate(0);
+  unsetVariable("TEMPFILEDIRS");
+  if (withRegistry) {
+    unsetVariable("TEMPFILEREGISTRY");
+    unsetVariable("TEMPFILETIMEOUT");
+    remove(registry.c_str());
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
+}
+
+void BM_tempFiles(benchmark::State &state) { makeAndDelete(state, false); }
+void BM_tempFilesRegistry100(benchmark::State &state) { makeAndDelete(state, true); }
+
+BENCHMARK(BM_orvRecords100)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_stdioRecords100)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_orvRecords64K)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_systemRecords64K)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_orvGetc)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_stdioFgetc)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_orvMapRead)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_systemRead)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_tempFiles)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(BM_tempFilesRegistry100)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  int r = benchratio::runAndReport(
+      argc, argv,
+      {{"BM_orvRecords100/iterations:3/real_time", "BM_stdioRecords100/iterations:3/real_time", 1.0},
+       {"BM_orvRecords64K/iterations:5/real_time", "BM_systemRecords64K/iterations:5/real_time", 1.1},
+       {"BM_orvGetc/iterations:3/real_time", "BM_stdioFgetc/iterations:3/real_time", 1.0},
+       {"BM_orvMapRead/iterations:5/real_time", "BM_systemRead/iterations:5/real_time", 0},
+       {"BM_tempFilesRegistry100/real_time", "BM_tempFiles/real_time", 0}});
+  remove(benchPath("bench_text.txt").c_str());
+  remove(benchPath("bench_big.dat").c_str());
+  return r;
+}
