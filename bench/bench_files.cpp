@@ -23,6 +23,7 @@
 
 #if defined(_WIN32)
 #include <io.h>
+#include <windows.h>
 #define ORV_BENCH_OPEN _open
 #define ORV_BENCH_READ _read
 #define ORV_BENCH_WRITE _write
@@ -30,6 +31,7 @@
 #define ORV_BENCH_SEEK _lseeki64
 #define ORV_BENCH_FLAGS (_O_BINARY)
 #else
+#include <time.h>
 #include <unistd.h>
 #define ORV_BENCH_OPEN open
 #define ORV_BENCH_READ read
@@ -53,10 +55,92 @@ std::string benchDir() {
 
 std::string benchPath(const char *name) { return benchDir() + "/" + name; }
 
-// The services, started once for the file benchmarks.
+// The calling thread's processor time (user and system) in seconds. The
+// benchmarks time themselves with it: the machines they run on are shared,
+// and a thread's own processor time does not count the time others take.
+double threadSeconds() {
+#if defined(_WIN32)
+  FILETIME created, exited, kernel, user;
+  GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user);
+  auto ticks = [](const FILETIME &t) {
+    return (static_cast<uint64_t>(t.dwHighDateTime) << 32 | t.dwLowDateTime) * 1e-7;
+  };
+  return ticks(kernel) + ticks(user);
+#else
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+#endif
+}
+
+// Times one iteration's work on the thread's processor clock.
+class IterationTimer {
+ public:
+  explicit IterationTimer(benchmark::State &state) : state_(state), start_(threadSeconds()) {}
+  ~IterationTimer() { state_.SetIterationTime(threadSeconds() - start_); }
+  IterationTimer(const IterationTimer &) = delete;
+  IterationTimer &operator=(const IterationTimer &) = delete;
+
+ private:
+  benchmark::State &state_;
+  double start_;
+};
+
+// Writes back what earlier benchmarks left dirty, so that the kernel's
+// write-back does not run during the next one.
+void quiet() {
+#if !defined(_WIN32)
+  sync();
+#endif
+}
+
+// Reads a data file once, untimed, so that every benchmark starts with it in
+// the page cache (earlier benchmarks' writes may have pushed it out).
+void warm(const std::string &path) {
+  int fd = ORV_BENCH_OPEN(path.c_str(), O_RDONLY | ORV_BENCH_FLAGS);
+  if (fd < 0) {
+    return;
+  }
+  std::vector<char> buffer(1 << 20);
+  while (ORV_BENCH_READ(fd, buffer.data(), static_cast<unsigned>(buffer.size())) > 0) {
+  }
+  ORV_BENCH_CLOSE(fd);
+}
+
+// The shipped NLS table beside the benchmark program, unless ORVNLSTAB
+// names one.
+void useShippedTable() {
+  if (getenv("ORVNLSTAB") != nullptr) {
+    return;
+  }
+  std::string table = "orvane.nls";
+#if !defined(_WIN32)
+  char exe[4096];
+  ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
+  if (n > 0) {
+    std::string self(exe, static_cast<size_t>(n));
+    table = self.substr(0, self.rfind('/') + 1) + "orvane.nls";
+  }
+  setenv("ORVNLSTAB", table.c_str(), 1);
+#else
+  _putenv_s("ORVNLSTAB", table.c_str());
+#endif
+}
+
+// The services, started for a benchmark.
 struct Services {
-  Services() { servicesProcessInitialize(0); }
+  Services() {
+    useShippedTable();
+    status = servicesProcessInitialize(0);
+  }
   ~Services() { servicesProcessTerminate(0); }
+  bool ok(benchmark::State &state) const {
+    if (status != 0) {
+      state.SkipWithError(("the services did not start: " + std::to_string(status)).c_str());
+    }
+    return status == 0;
+  }
+  int status = 0;
 };
 
 std::vector<char> recordOf(size_t size) {
@@ -70,11 +154,16 @@ std::vector<char> recordOf(size_t size) {
 // --- Records through the layer and through its peers ---------------------------------
 
 void orvWriteRead(benchmark::State &state, size_t record) {
+  quiet();
   Services services;
+  if (!services.ok(state)) {
+    return;
+  }
   std::string path = benchPath("bench_orv.dat");
   std::vector<char> out = recordOf(record);
   std::vector<char> in(record);
   for (auto _ : state) {
+    IterationTimer timer(state);
     orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE, ORV_FILE_TAG_PATH,
                              path.c_str(), ORV_FILE_TAG_END);
     if (f == nullptr) {
@@ -100,10 +189,12 @@ void orvWriteRead(benchmark::State &state, size_t record) {
 }
 
 void stdioWriteRead(benchmark::State &state, size_t record) {
+  quiet();
   std::string path = benchPath("bench_stdio.dat");
   std::vector<char> out = recordOf(record);
   std::vector<char> in(record);
   for (auto _ : state) {
+    IterationTimer timer(state);
     FILE *f = fopen(path.c_str(), "w+b");
     if (f == nullptr) {
       state.SkipWithError("open failed");
@@ -128,10 +219,12 @@ void stdioWriteRead(benchmark::State &state, size_t record) {
 }
 
 void systemWriteRead(benchmark::State &state, size_t record) {
+  quiet();
   std::string path = benchPath("bench_sys.dat");
   std::vector<char> out = recordOf(record);
   std::vector<char> in(record);
   for (auto _ : state) {
+    IterationTimer timer(state);
     int fd = ORV_BENCH_OPEN(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | ORV_BENCH_FLAGS, 0644);
     if (fd < 0) {
       state.SkipWithError("open failed");
@@ -169,6 +262,16 @@ void BM_systemRecords64K(benchmark::State &state) { systemWriteRead(state, kLarg
 
 // --- Characters of a text file -----------------------------------------------------------
 
+// Closes a data file written for the benchmarks once its bytes are on the
+// disk, so that no benchmark pays for writing them back.
+void settle(FILE *f) {
+  fflush(f);
+#if !defined(_WIN32)
+  fsync(fileno(f));
+#endif
+  fclose(f);
+}
+
 // A 64 MiB text of lines, made once.
 const std::string &textFile() {
   static const std::string path = [] {
@@ -178,16 +281,22 @@ const std::string &textFile() {
     for (size_t done = 0; done < kText; done += line.size()) {
       fwrite(line.data(), 1, line.size(), f);
     }
-    fclose(f);
+    settle(f);
     return p;
   }();
   return path;
 }
 
 void BM_orvGetc(benchmark::State &state) {
+  quiet();
   Services services;
+  if (!services.ok(state)) {
+    return;
+  }
   const std::string &path = textFile();
+  warm(path);
   for (auto _ : state) {
+    IterationTimer timer(state);
     orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_TEXT | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH,
                              path.c_str(), ORV_FILE_TAG_END);
     if (f == nullptr) {
@@ -205,8 +314,11 @@ void BM_orvGetc(benchmark::State &state) {
 }
 
 void BM_stdioFgetc(benchmark::State &state) {
+  quiet();
   const std::string &path = textFile();
+  warm(path);
   for (auto _ : state) {
+    IterationTimer timer(state);
     FILE *f = fopen(path.c_str(), "r");
     if (f == nullptr) {
       state.SkipWithError("open failed");
@@ -232,7 +344,7 @@ const std::string &bigFile() {
     for (size_t done = 0; done < kBig; done += chunk.size()) {
       fwrite(chunk.data(), 1, chunk.size(), f);
     }
-    fclose(f);
+    settle(f);
     return p;
   }();
   return path;
@@ -247,9 +359,15 @@ uint64_t sumOf(const unsigned char *p, size_t n) {
 }
 
 void BM_orvMapRead(benchmark::State &state) {
+  quiet();
   Services services;
+  if (!services.ok(state)) {
+    return;
+  }
   const std::string &path = bigFile();
+  warm(path);
   for (auto _ : state) {
+    IterationTimer timer(state);
     orvFile *f =
         orvFileOpen(ORV_FILE_READ | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH, path.c_str(), ORV_FILE_TAG_END);
     orvFileMap *map = f != nullptr ? orvFileMemoryMapCreate(f, 0) : nullptr;
@@ -268,9 +386,12 @@ void BM_orvMapRead(benchmark::State &state) {
 }
 
 void BM_systemRead(benchmark::State &state) {
+  quiet();
   const std::string &path = bigFile();
+  warm(path);
   std::vector<unsigned char> buffer(kLargeRecord);
   for (auto _ : state) {
+    IterationTimer timer(state);
     int fd = ORV_BENCH_OPEN(path.c_str(), O_RDONLY | ORV_BENCH_FLAGS);
     if (fd < 0) {
       state.SkipWithError("open failed");
@@ -309,6 +430,7 @@ void unsetVariable(const char *name) {
 }
 
 void makeAndDelete(benchmark::State &state, bool withRegistry) {
+  quiet();
   std::string dir = benchDir();
   std::string registry = benchPath("bench_registry");
   setVariable("TEMPFILEDIRS", dir);
@@ -326,8 +448,12 @@ void makeAndDelete(benchmark::State &state, bool withRegistry) {
     setVariable("TEMPFILEREGISTRY", registry);
     setVariable("TEMPFILETIMEOUT", "86400");  // the other lines stay
   }
-  servicesProcessInitialize(0);
+  Services services;
   for (auto _ : state) {
+    IterationTimer timer(state);
+    if (!services.ok(state)) {
+      break;
+    }
     orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_TEMPORARY, ORV_FILE_TAG_END);
     if (f == nullptr) {
       state.SkipWithError("no temporary file");
@@ -335,7 +461,6 @@ void makeAndDelete(benchmark::State &state, bool withRegistry) {
     }
     orvFileClose(f, ORV_FILE_CLOSE_DELETE);
   }
-  servicesProcessTerminate(0);
   unsetVariable("TEMPFILEDIRS");
   if (withRegistry) {
     unsetVariable("TEMPFILEREGISTRY");
@@ -348,27 +473,30 @@ void makeAndDelete(benchmark::State &state, bool withRegistry) {
 void BM_tempFiles(benchmark::State &state) { makeAndDelete(state, false); }
 void BM_tempFilesRegistry100(benchmark::State &state) { makeAndDelete(state, true); }
 
-BENCHMARK(BM_orvRecords100)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_stdioRecords100)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_orvRecords64K)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
-BENCHMARK(BM_systemRecords64K)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
-BENCHMARK(BM_orvGetc)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_stdioFgetc)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_orvMapRead)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
-BENCHMARK(BM_systemRead)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
-BENCHMARK(BM_tempFiles)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(BM_tempFilesRegistry100)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(BM_orvRecords100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_stdioRecords100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_orvRecords64K)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+BENCHMARK(BM_systemRecords64K)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+BENCHMARK(BM_orvGetc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_stdioFgetc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(3);
+BENCHMARK(BM_orvMapRead)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+BENCHMARK(BM_systemRead)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+BENCHMARK(BM_tempFiles)->Unit(benchmark::kMicrosecond)->UseManualTime();
+BENCHMARK(BM_tempFilesRegistry100)->Unit(benchmark::kMicrosecond)->UseManualTime();
 
 }  // namespace
 
 int main(int argc, char **argv) {
+  // The data files are made before the first run.
+  textFile();
+  bigFile();
   int r = benchratio::runAndReport(
       argc, argv,
-      {{"BM_orvRecords100/iterations:3/real_time", "BM_stdioRecords100/iterations:3/real_time", 1.0},
-       {"BM_orvRecords64K/iterations:5/real_time", "BM_systemRecords64K/iterations:5/real_time", 1.1},
-       {"BM_orvGetc/iterations:3/real_time", "BM_stdioFgetc/iterations:3/real_time", 1.0},
-       {"BM_orvMapRead/iterations:5/real_time", "BM_systemRead/iterations:5/real_time", 0},
-       {"BM_tempFilesRegistry100/real_time", "BM_tempFiles/real_time", 0}});
+      {{"BM_orvRecords100/iterations:3/manual_time", "BM_stdioRecords100/iterations:3/manual_time", 1.0},
+       {"BM_orvRecords64K/iterations:5/manual_time", "BM_systemRecords64K/iterations:5/manual_time", 1.1},
+       {"BM_orvGetc/iterations:3/manual_time", "BM_stdioFgetc/iterations:3/manual_time", 1.0},
+       {"BM_orvMapRead/iterations:5/manual_time", "BM_systemRead/iterations:5/manual_time", 0},
+       {"BM_tempFilesRegistry100/manual_time", "BM_tempFiles/manual_time", 0}});
   remove(benchPath("bench_text.txt").c_str());
   remove(benchPath("bench_big.dat").c_str());
   return r;

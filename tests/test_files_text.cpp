@@ -275,3 +275,27 @@ TEST_F(FilesTest, TextWrittenAndReadBack) {
   EXPECT_EQ("first line\nsecond\n\nlast", getAll(f));
   orvFileClose(f, 0);
 }
+
+TEST_F(FilesTest, AFlagSetBySeekingPastACtrlZStopsGetcAndReadInsideTheBuffer) {
+  std::string data = std::string("abc\x1a") + std::string(100, 'x');
+  orvFile *f = create("ctrlzfast", data, kText);
+  ASSERT_NE(nullptr, f);
+  EXPECT_EQ('a', orvFileGetc(f));  // fills the buffer
+  ASSERT_EQ(1, orvFileSeek(f, 50, ORV_FILE_SEEK_SET));
+  ASSERT_EQ(1u, f->eofSeen);
+  EXPECT_EQ(ORV_FILE_EOF, orvFileGetc(f));  // the byte there is an x
+  char buf[4];
+  EXPECT_EQ(0u, orvFileRead(f, buf, 4));
+  EXPECT_EQ(50, orvFileTell(f));
+  orvFileClose(f, 0);
+}
+
+TEST_F(FilesTest, GetcAfterWritesReadsWhatFollowsThem) {
+  orvFile *f = create("afterwrite", "0123456789", ORV_FILE_READ | ORV_FILE_WRITE);
+  ASSERT_NE(nullptr, f);
+  ASSERT_TRUE(writeAll(f, "ab"));  // pending in the buffer
+  EXPECT_EQ('2', orvFileGetc(f));
+  EXPECT_EQ(3, orvFileTell(f));
+  orvFileClose(f, 0);
+  EXPECT_EQ("ab23456789", contents("afterwrite"));
+}

@@ -48,6 +48,10 @@ struct LayerState {
 
 LayerState &layer();
 
+// The system's allocation granularity (read now when the layer has not
+// started).
+uint32_t allocationGranularity();
+
 // The three standard records, and whether a record is one of them.
 orvFile *stdFiles();
 bool isStdFile(const orvFile *file);
@@ -84,6 +88,19 @@ inline bool canSpill(const orvFile *file) { return (file->openFlags & ORV_FILE_S
 // The mode bits of a record opened with flags: bit 0 read, bit 1 write, and
 // the flags shifted left by one.
 uint32_t modeBitsFor(uint32_t flags);
+
+// An open record that is alone (no chain) and not thread-safe: a call that
+// stays inside its buffer needs neither locks nor the chain's walk.
+inline bool isPlainRecord(const orvFile *file) {
+  return file != nullptr && file->magic == ORV_FILE_MAGIC && (file->lockState & kLockThreadSafe) == 0 &&
+         file->next == nullptr;
+}
+
+// The same for a record known not to be null, as one test without branches.
+inline bool isPlainOpenRecord(const orvFile *file) {
+  return (file->magic == ORV_FILE_MAGIC) & ((file->lockState & kLockThreadSafe) == 0) &
+         (file->next == nullptr);
+}
 
 // Locks a record and every record behind it in its chain, head to tail, for
 // the length of one public call; unlocks them in the same order. Records

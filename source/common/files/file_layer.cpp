@@ -67,6 +67,10 @@ void destroyStdMutexes() {
 
 LayerState &layer() { return state; }
 
+uint32_t allocationGranularity() {
+  return state.granularity != 0 ? state.granularity : pal::allocationGranularity();
+}
+
 orvFile *stdFiles() { return standardFiles; }
 
 bool isStdFile(const orvFile *file) { return file >= standardFiles && file < standardFiles + 3; }

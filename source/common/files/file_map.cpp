@@ -67,14 +67,14 @@ class MapLock {
 // that holds the bytes asked for; else two granules, or, beyond that, the
 // granules that hold size and one more.
 uint64_t mappingSizeFor(uint64_t size, uint64_t fileSize, bool writable) {
-  const LayerState &s = layer();
+  const uint64_t g = allocationGranularity();
   if (!writable && size <= fileSize) {
     return fileSize;
   }
-  if (size > s.doubleGranularity) {
-    return (size / s.granularity + 1) * s.granularity;
+  if (size > 2 * g) {
+    return (size / g + 1) * g;
   }
-  return s.doubleGranularity;
+  return 2 * g;
 }
 
 bool createSystemMap(orvFileMap *map, uint32_t size) {
@@ -153,7 +153,7 @@ void *openSystemView(orvFileMap *map, int access, uint32_t offsetLow, uint32_t o
     setError(kCodeInvalidParameter);  // views start below 4 GiB
     return nullptr;
   }
-  const uint64_t g = layer().granularity;
+  const uint64_t g = allocationGranularity();
   uint64_t aligned = offsetLow - offsetLow % g;
   uint64_t delta = offsetLow - aligned;
   uint64_t span = delta + length;

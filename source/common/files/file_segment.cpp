@@ -47,10 +47,14 @@ void noteWritten(orvFile *file) {
   }
 }
 
-// WriteFile in pieces of at most one buffer.
+// WriteFile straight from the caller's memory: in pieces of at most one
+// buffer to pipes and devices (a write of up to 4096 bytes to a pipe is not
+// interleaved with other writers'), in one call to a disk file, where the
+// size of the pieces would only count system calls.
 void writeDirect(orvFile *file, const uint8_t *source, uint32_t size, WriteOutcome &outcome) {
+  const bool disk = pal::getFileType(file->handle) == pal::kFileTypeDisk;
   while (size > 0) {
-    uint32_t piece = std::min(size, kBufferSize);
+    uint32_t piece = disk ? size : std::min(size, kBufferSize);
     uint32_t written = 0;
     bool ok = systemIo().writeFile(file->handle, source, piece, &written);
     uint32_t error = ok ? 0 : pal::getLastError();

@@ -12,6 +12,11 @@ namespace {
 constexpr uint8_t kCR = 13;
 constexpr uint8_t kLF = 10;
 
+// CR and Ctrl-Z, the bytes that text mode reads specially.
+inline bool isTextControl(uint8_t c) {
+  return (c < 32) & ((((1u << kCR) | (1u << files::kCtrlZ)) >> (c & 31u)) & 1u);
+}
+
 // The next byte, or ORV_FILE_EOF. A lone record with bytes in its buffer is
 // served from it directly, with the same Ctrl-Z rule as a read.
 uint16_t nextByte(orvFile *file) {
@@ -75,11 +80,8 @@ bool putCharacter(orvFile *file, int character) {
   return files::writeChain(file, bytes, length) == length;
 }
 
-}  // namespace
-
-extern "C" {
-
-ORV_API uint16_t orvFileGetc(orvFile *file) {
+// orvFileGetc past its fast path: checked, locked, through the chain.
+[[gnu::noinline]] uint16_t getcLocked(orvFile *file) {
   if (!files::checkRecord(file)) {
     return ORV_FILE_EOF;
   }
@@ -88,6 +90,24 @@ ORV_API uint16_t orvFileGetc(orvFile *file) {
     return ORV_FILE_EOF;
   }
   return getCharacter(file);
+}
+
+}  // namespace
+
+extern "C" {
+
+ORV_API uint16_t orvFileGetc(orvFile *file) {
+  // A lone, unlocked record with the next byte in its buffer, a byte that
+  // needs no translation. (A buffer of written bytes has its position at its
+  // end, so the position test also keeps it out.)
+  if (files::isPlainRecord(file) && file->bufPos < file->bufCount) {
+    uint8_t c = file->buffer[file->bufPos];
+    if ((file->openFlags & ORV_FILE_TEXT) == 0 || (file->eofSeen == 0 && c != files::kCtrlZ && c != kCR)) {
+      ++file->bufPos;
+      return c;
+    }
+  }
+  return getcLocked(file);
 }
 
 ORV_API char *orvFileGets(orvFile *file, char *buffer, int size) {
