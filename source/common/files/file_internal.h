@@ -4,6 +4,7 @@
 #ifndef ORVANE_FILES_FILE_INTERNAL_H
 #define ORVANE_FILES_FILE_INTERNAL_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -89,17 +90,24 @@ inline bool canSpill(const orvFile *file) { return (file->openFlags & ORV_FILE_S
 // the flags shifted left by one.
 uint32_t modeBitsFor(uint32_t flags);
 
+// lockState is read by calls that look for the fast path while the thread
+// that holds the record sets and clears its held bit: it is accessed
+// atomically (the record keeps its plain layout).
+inline uint32_t loadLockState(const orvFile *file) {
+  return std::atomic_ref<uint32_t>(const_cast<uint32_t &>(file->lockState)).load(std::memory_order_relaxed);
+}
+inline void setLockBits(orvFile *file, uint32_t bits) {
+  std::atomic_ref<uint32_t>(file->lockState).fetch_or(bits, std::memory_order_relaxed);
+}
+inline void clearLockBits(orvFile *file, uint32_t bits) {
+  std::atomic_ref<uint32_t>(file->lockState).fetch_and(~bits, std::memory_order_relaxed);
+}
+
 // An open record that is alone (no chain) and not thread-safe: a call that
 // stays inside its buffer needs neither locks nor the chain's walk.
 inline bool isPlainRecord(const orvFile *file) {
-  return file != nullptr && file->magic == ORV_FILE_MAGIC && (file->lockState & kLockThreadSafe) == 0 &&
+  return file != nullptr && file->magic == ORV_FILE_MAGIC && (loadLockState(file) & kLockThreadSafe) == 0 &&
          file->next == nullptr;
-}
-
-// The same for a record known not to be null, as one test without branches.
-inline bool isPlainOpenRecord(const orvFile *file) {
-  return (file->magic == ORV_FILE_MAGIC) & ((file->lockState & kLockThreadSafe) == 0) &
-         (file->next == nullptr);
 }
 
 // Locks a record and every record behind it in its chain, head to tail, for

@@ -46,7 +46,7 @@ bool makeStdMutexes() {
       }
       return false;
     }
-    f.lockState |= kLockThreadSafe;
+    setLockBits(&f, kLockThreadSafe);
     f.modeBits |= ORV_FILE_THREAD_SAFE << 1;
     f.openFlags |= ORV_FILE_THREAD_SAFE;
   }
@@ -110,21 +110,21 @@ uint32_t modeBitsFor(uint32_t flags) {
 // --- Locks --------------------------------------------------------------------
 
 bool lockRecord(orvFile *file) {
-  if ((file->lockState & kLockThreadSafe) == 0 || file->mutex == 0) {
+  if ((loadLockState(file) & kLockThreadSafe) == 0 || file->mutex == 0) {
     return true;
   }
   if (orvMutexLock(&file->mutex) != ORV_OK) {
     return false;
   }
-  file->lockState |= kLockHeld;
+  setLockBits(file, kLockHeld);
   return true;
 }
 
 void unlockRecord(orvFile *file) {
-  if ((file->lockState & kLockHeld) == 0) {
+  if ((loadLockState(file) & kLockHeld) == 0) {
     return;
   }
-  file->lockState &= ~kLockHeld;
+  clearLockBits(file, kLockHeld);
   orvMutexUnlock(&file->mutex);
 }
 

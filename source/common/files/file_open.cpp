@@ -145,7 +145,7 @@ bool makeMutex(orvFile *file, int32_t *code) {
     *code = kCodeLockFailed;
     return false;
   }
-  file->lockState |= kLockThreadSafe;
+  setLockBits(file, kLockThreadSafe);
   return true;
 }
 
