@@ -120,7 +120,8 @@ TEST_F(FilesTest, ConcurrentReadersOfAThreadSafeRecordShareTheBytesExactlyOnce) 
             got = 1;
           }
         } else {
-          got = orvFileRead(f, buf, 1 + (static_cast<uint32_t>(round) * 37u) % sizeof buf);
+          got =
+              orvFileRead(f, buf, static_cast<uint32_t>(1 + (static_cast<size_t>(round) * 37u) % sizeof buf));
         }
         if (got == 0) {
           break;

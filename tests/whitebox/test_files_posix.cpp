@@ -143,7 +143,7 @@ TEST_F(PosixFiles, AFullFilesystemSpillsIntoAnotherDirectory) {
   std::string roomy = makeDir("roomy");
   testsupport::setEnv("TEMPFILEDIRS", tiny + ";" + roomy);
   inChild([&] {
-    if (!mountTmpfs(tiny, 64 * 1024, false)) {
+    if (!mountTmpfs(tiny, size_t{64} * 1024, false)) {
       return kSkip;
     }
     // Start again so that the list sees the mounted directory.
@@ -176,7 +176,7 @@ TEST_F(PosixFiles, AFullFilesystemSpillsIntoAnotherDirectory) {
 TEST_F(PosixFiles, AReadOnlyFilesystemGivesMinus52) {
   std::string ro = makeDir("ro");
   inChild([&] {
-    if (!mountTmpfs(ro, 64 * 1024, true)) {
+    if (!mountTmpfs(ro, size_t{64} * 1024, true)) {
       return kSkip;
     }
     int error = 0;

@@ -317,15 +317,19 @@ orvFile *make(const MakeRequest &request, int32_t *code) {
     return nullptr;
   }
   file->tempIndex = index;
-  char *copy = nullptr;
-  if ((request.nameOut != nullptr && (copy = strdup(file->name)) == nullptr) || !pushNode(file)) {
-    free(copy);
+  if (!pushNode(file)) {
     discard(file);
     *code = kCodeOutOfMemory;
     return nullptr;
   }
   if (request.nameOut != nullptr) {
-    *request.nameOut = copy;
+    *request.nameOut = strdup(file->name);
+    if (*request.nameOut == nullptr) {
+      unlinkNode(file);
+      discard(file);
+      *code = kCodeOutOfMemory;
+      return nullptr;
+    }
   }
   if (state.registryEnabled) {
     registryAdd(file->name);

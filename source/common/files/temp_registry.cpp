@@ -26,7 +26,7 @@ constexpr uint16_t kSemicolon = ';';
 constexpr uint32_t kWholeFileLow = 0xFFFFFFFFu;
 constexpr uint32_t kWholeFileHigh = 0xFFFFFFFFu;
 // A registry larger than this is not a registry.
-constexpr int64_t kLargestRegistry = 256 * 1024 * 1024;
+constexpr int64_t kLargestRegistry = int64_t{256} * 1024 * 1024;
 
 // A failed lock waits a second (tempState().attemptMilliseconds) before the
 // next attempt, looking again every few milliseconds meanwhile so that a
