@@ -1,10 +1,13 @@
 // Chained files: a record given further segments (tag 6) reads, writes,
 // seeks and measures across them as one file.
+#include <stdlib.h>
+
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "orvane/files.h"
+#include "orvane/frame.h"
 #include "test_files_support.h"
 
 using filestest::FilesTest;
@@ -181,4 +184,24 @@ TEST_F(ChainTest, TextModeAcrossSegments) {
   EXPECT_EQ(ORV_FILE_EOF, orvFileGetc(a));
   EXPECT_EQ(1, orvFileEOF(a));
   orvFileClose(a, 0);
+}
+
+TEST_F(ChainTest, ATemporarySegmentIsMadeInTheTemporaryDirectoryAndDeletedWithTheRecord) {
+  orvFile *a = create("a", "abc");
+  ASSERT_NE(nullptr, a);
+  char *name = nullptr;
+  ASSERT_EQ(a, orvFileOpen(kReadWrite | ORV_FILE_TEMPORARY, ORV_FILE_TAG_SEGMENT_OF, a, ORV_FILE_TAG_PREFIX,
+                           "seg", ORV_FILE_TAG_NAME_OUT, &name, ORV_FILE_TAG_END));
+  ASSERT_NE(nullptr, a->next);
+  ASSERT_NE(nullptr, name);
+  EXPECT_EQ(std::string(name), std::string(a->next->name));
+  EXPECT_EQ(0u, a->next->tempIndex);
+  ASSERT_EQ(1, orvFileSeek(a, 0, ORV_FILE_SEEK_END));
+  ASSERT_TRUE(writeAll(a, "defg"));
+  ASSERT_EQ(1, orvFileSeek(a, 0, ORV_FILE_SEEK_SET));
+  EXPECT_EQ("abcdefg", readAll(a, 100));
+  EXPECT_EQ(1, orvFileClose(a, 0));
+  EXPECT_EQ("abc", contents("a"));
+  EXPECT_FALSE(testsupport::fileExists(name));
+  orvMemoryFreeFunc(name);
 }
