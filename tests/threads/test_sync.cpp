@@ -318,7 +318,7 @@ struct ConditionFixture {
 
 int waitersOf(ConditionFixture &f) {
   orvMutexLock(&f.mutex);
-  int n = f.condition.waiters;
+  int n = std::atomic_ref<int32_t>(f.condition.waiters).load();
   orvMutexUnlock(&f.mutex);
   return n;
 }

@@ -175,10 +175,10 @@ TEST(Thread, EqualComparesIdentifiers) {
   EXPECT_EQ(0, orvThreadEqual(a, b));
   EXPECT_EQ(0, orvThreadEqual(a, nullptr));
   EXPECT_EQ(0, orvThreadEqual(nullptr, nullptr));
-  orvThread copy = *a;
-  EXPECT_EQ(1, orvThreadEqual(a, &copy));
   orvThreadJoin(a, nullptr);
   orvThreadJoin(b, nullptr);
+  orvThread copy = *a;
+  EXPECT_EQ(1, orvThreadEqual(a, &copy));
   orvThreadDestroy(a);
   orvThreadDestroy(b);
 }
@@ -286,7 +286,7 @@ TEST(Thread, AThreadSuspendsItselfAndAnotherContinuesIt) {
   }};
   orvThread *t = nullptr;
   ASSERT_EQ(0, orvThreadCreate(threadtest::runTask, &task, 1, &t, nullptr));
-  ASSERT_TRUE(waitUntil([&] { return t->state == ORV_THREAD_SUSPENDED; }));
+  ASSERT_TRUE(waitUntil([&] { return threads::loadWord(t->state) == ORV_THREAD_SUSPENDED; }));
   sleepMs(10);
   EXPECT_EQ(1, phase.load());
   EXPECT_EQ(0, orvThreadContinue(t));
