@@ -33,6 +33,32 @@ void traceEnd(orvThread *self, const char *name, orvHandle *mutex, int result) {
                 kMarked, name, kEnd, addr(self), addr(mutex), result);
 }
 
+// A wait that did not succeed at once waits a second time, in the same
+// way, and the second wait's result is mapped; after an abandoned first wait
+// the caller thus holds the mutex twice.
+__attribute__((noinline)) int waitAgain(orvHandle *mutex) {
+  return threads::waitResultToStatus(pal::waitForSingleObject(*mutex, pal::kInfinite));
+}
+
+// orvMutexLock of a caller that may have a trace object.
+__attribute__((noinline)) int lockTraced(orvHandle *mutex) {
+  orvThread *self = threads::tracingCaller();
+  traceStart(self, "orvMutexLock", mutex);
+  int status = ORV_OK;
+  if (pal::waitForSingleObject(*mutex, pal::kInfinite) != pal::kWaitObject0) {
+    status = waitAgain(mutex);
+  }
+  traceEnd(self, "orvMutexLock", mutex, status);
+  return status;
+}
+
+// The one line of orvMutexUnlock, written before the release.
+__attribute__((noinline)) void traceUnlock(orvHandle *mutex) {
+  orvThread *self = threads::tracingCaller();
+  THREADS_TRACE(self, kTraceMutexes, "%-*s thread (" ORV_P ") mutex     (" ORV_P ")", kSingle,
+                "orvMutexUnlock", addr(self), addr(mutex));
+}
+
 }  // namespace
 
 extern "C" {
@@ -53,16 +79,13 @@ ORV_API int orvMutexDestroy(orvHandle *mutex) {
 }
 
 ORV_API int orvMutexLock(orvHandle *mutex) {
-  orvThread *self = threads::tracingCaller();
-  traceStart(self, "orvMutexLock", mutex);
-  int status = ORV_OK;
-  if (pal::waitForSingleObject(*mutex, pal::kInfinite) != pal::kWaitObject0) {
-    // Any other result waits once more; after an abandoned first wait the
-    // caller thus holds the mutex twice.
-    status = threads::waitResultToStatus(pal::waitForSingleObject(*mutex, pal::kInfinite));
+  if (threads::tracingOn()) [[unlikely]] {
+    return lockTraced(mutex);
   }
-  traceEnd(self, "orvMutexLock", mutex, status);
-  return status;
+  if (pal::waitForSingleObjectIn(mutex, pal::kInfinite) == pal::kWaitObject0) [[likely]] {
+    return ORV_OK;
+  }
+  return waitAgain(mutex);
 }
 
 ORV_API int orvMutexTryLock(orvHandle *mutex) {
@@ -87,10 +110,10 @@ ORV_API int orvMutexTimedLock(orvHandle *mutex, uint32_t milliseconds) {
 }
 
 ORV_API int orvMutexUnlock(orvHandle *mutex) {
-  orvThread *self = threads::tracingCaller();
-  THREADS_TRACE(self, kTraceMutexes, "%-*s thread (" ORV_P ") mutex     (" ORV_P ")", kSingle,
-                "orvMutexUnlock", addr(self), addr(mutex));
-  if (pal::releaseMutex(*mutex)) {
+  if (threads::tracingOn()) [[unlikely]] {
+    traceUnlock(mutex);
+  }
+  if (pal::releaseMutexIn(mutex)) [[likely]] {
     return ORV_OK;
   }
   return statusFromLastError();
