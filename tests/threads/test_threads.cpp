@@ -239,9 +239,16 @@ TEST(Thread, CreatedSuspendedCancelledAndDestroyedSeesTheCancelBeforeItsRoutine)
   EXPECT_EQ(ORV_THREAD_SUSPENDED, t->state);
   sleepMs(20);
   EXPECT_EQ(0, w.started.load()) << "a suspended thread runs nothing";
+  std::atomic<int> ended{0};
+  orvThreadStateCallback(t, ORV_THREAD_NOT_RUNNING, &ended, [](void *env, orvThread *thread, uint32_t) {
+    EXPECT_EQ(0u, thread->exitStatus);
+    EXPECT_EQ(ORV_DEMISE_CANCELLED, thread->demise);
+    ++*static_cast<std::atomic<int> *>(env);
+  });
   orvThreadCancel(t);
   orvThreadDestroy(t);  // resumes it, cancels again, joins
   EXPECT_EQ(0, w.started.load()) << "the routine was never called";
+  EXPECT_EQ(1, ended.load()) << "the destroy returned after the thread had ended";
 }
 
 TEST(Thread, CreatedSuspendedRunsOnceContinued) {

@@ -164,7 +164,8 @@ orvThread *newRecord() {
   if (memory == nullptr) {
     return nullptr;
   }
-  auto *block = new (memory) ThreadBlock{};
+  ::new (memory) ThreadBlock();
+  auto *block = std::launder(static_cast<ThreadBlock *>(memory));
   block->refs.store(2, std::memory_order_relaxed);
   orvThread *thread = &block->record;
   thread->callbacks = static_cast<orvThreadCallbackNode **>(
