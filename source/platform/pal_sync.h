@@ -62,11 +62,19 @@ bool pulseEvent(Handle event);
 uint32_t waitForSingleObject(Handle handle, uint32_t milliseconds);
 #endif
 
-// The same two calls on the handle stored in a caller's handle word (the
-// hot path of the library's mutex lock and unlock). Given the word's
-// address, the POSIX half finds a recently used mutex without waiting for
-// the word to be read first.
+// Fast paths for the library's mutex lock and unlock, on the handle stored in
+// a caller's handle word. Where the platform can, they complete an
+// uncontended wait or release inline (tryWaitMutexIn returns 0 or 128,
+// tryReleaseMutexIn true); otherwise they do nothing at all and report it
+// (kNotDone, false), and the caller goes through waitForSingleObject or
+// releaseMutex.
+constexpr uint32_t kNotDone = 0xFFFFFFFEu;
+
+// waitForSingleObject and releaseMutex on the handle stored in a caller's
+// handle word; on POSIX they also remember the mutex for the fast paths.
 #if defined(_WIN32)
+inline uint32_t tryWaitMutexIn(const Handle * /*word*/) { return kNotDone; }
+inline bool tryReleaseMutexIn(const Handle * /*word*/) { return false; }
 inline uint32_t waitForSingleObjectIn(const Handle *word, uint32_t milliseconds) {
   return waitForSingleObject(*word, milliseconds);
 }
@@ -76,8 +84,9 @@ inline bool releaseMutexIn(const Handle *word) { return releaseMutex(*word); }
 }  // namespace pal
 
 #if !defined(_WIN32)
-// The POSIX half defines waitForSingleObject and releaseMutex inline, so
-// that an uncontended mutex costs no call into the platform layer.
+// The POSIX half defines waitForSingleObject, releaseMutex and the fast
+// paths inline, so that an uncontended mutex costs no call into the platform
+// layer.
 #include "platform/posix/pal_sync_fast.h"
 #endif
 

@@ -421,9 +421,14 @@ bool releaseMutexSlow(Handle mutex) {
   return m != nullptr && m->releaseBy(currentId());
 }
 
+bool wakeOneSleeper(std::atomic<uint32_t> &word) {
+  futexWake(word, 1);
+  return true;
+}
+
 uint32_t waitForObjectIn(const Handle *word, uint32_t milliseconds) {
   Handle handle = *word;
-  if (MutexObject *m = lookup<MutexObject>(handle)) {
+  if (MutexObject *m = findMutex(handle)) {
     wordCacheEntry(word) = MutexCacheEntry{handle, m};
     return m->wait(handle, currentId(), milliseconds);
   }
@@ -432,7 +437,7 @@ uint32_t waitForObjectIn(const Handle *word, uint32_t milliseconds) {
 
 bool releaseMutexSlowIn(const Handle *word) {
   Handle handle = *word;
-  MutexObject *m = lookup<MutexObject>(handle);
+  MutexObject *m = findMutex(handle);
   if (m == nullptr) {
     return false;  // last error 6
   }

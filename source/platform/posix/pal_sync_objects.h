@@ -18,6 +18,12 @@
 
 namespace pal::posix {
 
+// Wakes one thread sleeping on word; returns true (for tail calls).
+bool wakeOneSleeper(std::atomic<uint32_t> &word);
+
+// The result of a fast path that did nothing (pal_sync.h).
+constexpr uint32_t kNotDone = 0xFFFFFFFEu;
+
 // True while the process has only one thread (the C library's own flag, as
 // its mutexes use it): nothing can race with the caller then, so the mutex
 // fast path needs no locked instruction.
@@ -64,6 +70,38 @@ class MutexObject final : public KernelObject {
     return waitContended(handle, self, milliseconds);
   }
 
+  // The wait's fast path: 0 or 128 when the mutex was free or is the
+  // caller's already, kNotDone (and nothing done) when another thread holds
+  // it. Makes no call.
+  uint32_t tryAcquire(uint32_t self) {
+    if (tryTake()) [[likely]] {
+      return becomeOwner(self);
+    }
+    if (owner_.load(std::memory_order_relaxed) == self) {
+      ++recursion_;
+      return kWaitObject0;
+    }
+    return kNotDone;
+  }
+
+  // The release's fast path: true when released; false (and nothing done)
+  // when the caller does not own the mutex.
+  bool tryRelease(uint32_t self) {
+    if (owner_.load(std::memory_order_relaxed) != self) [[unlikely]] {
+      return false;
+    }
+    if (recursion_ > 0) {
+      --recursion_;
+      return true;
+    }
+    uncountOwnedMutex();
+    owner_.store(0, std::memory_order_relaxed);
+    if (takeWordBack() == 2) [[unlikely]] {
+      return wakeOneSleeper(word_);
+    }
+    return true;
+  }
+
   // ReleaseMutex by the calling thread (self).
   bool releaseBy(uint32_t self) {
     if (owner_.load(std::memory_order_relaxed) != self) [[unlikely]] {
@@ -101,8 +139,7 @@ class MutexObject final : public KernelObject {
     return word_.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed);
   }
   uint32_t becomeOwner(uint32_t self) {
-    owner_.store(self, std::memory_order_relaxed);
-    recursion_ = 0;
+    owner_.store(self, std::memory_order_relaxed);  // recursion_ is 0 while the mutex is free
     countOwnedMutex();
     if (abandoned_.load(std::memory_order_relaxed)) [[unlikely]] {
       abandoned_.store(false, std::memory_order_relaxed);
@@ -110,16 +147,18 @@ class MutexObject final : public KernelObject {
     }
     return kWaitObject0;
   }
+  // Frees the word; returns what it held (2: a thread may sleep on it).
+  uint32_t takeWordBack() {
+    if (singleThreaded()) {
+      uint32_t previous = word_.load(std::memory_order_relaxed);
+      word_.store(0, std::memory_order_relaxed);
+      return previous;
+    }
+    return word_.exchange(0, std::memory_order_release);
+  }
   void letGo() {
     owner_.store(0, std::memory_order_relaxed);
-    uint32_t previous;
-    if (singleThreaded()) {
-      previous = word_.load(std::memory_order_relaxed);
-      word_.store(0, std::memory_order_relaxed);
-    } else {
-      previous = word_.exchange(0, std::memory_order_release);
-    }
-    if (previous == 2) [[unlikely]] {
+    if (takeWordBack() == 2) [[unlikely]] {
       futexWake(word_, 1);
     }
   }
@@ -154,9 +193,13 @@ inline MutexObject *cachedMutex(Handle handle) {
   return nullptr;
 }
 
-// The same for the handle stored in a caller's handle word, found by the
-// word's address: the word is read in parallel with the cache entry instead
-// of before it.
+inline void rememberMutex(Handle handle, MutexObject *m) {
+  threadState().mutexCache[handle % kMutexCacheSize] = MutexCacheEntry{handle, m};
+}
+
+// The mutex object behind the handle stored in a caller's handle word, found
+// by the word's address: the word is read in parallel with the cache entry
+// instead of before it. Entries are filled by the slow paths.
 inline MutexCacheEntry &wordCacheEntry(const Handle *word) {
   return threadState().wordCache[(reinterpret_cast<uintptr_t>(word) / sizeof(Handle)) % kMutexCacheSize];
 }
@@ -168,10 +211,6 @@ inline MutexObject *cachedMutexIn(const Handle *word, Handle &handle) {
     return entry.object;
   }
   return nullptr;
-}
-
-inline void rememberMutex(Handle handle, MutexObject *m) {
-  threadState().mutexCache[handle % kMutexCacheSize] = MutexCacheEntry{handle, m};
 }
 
 // The mutex object behind handle (from the cache or the handle table, which
