@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/frame/layers.h"
 #include "common/threads/thread_internal.h"
 #include "orvane/sync.h"
 #include "orvane/threads.h"
@@ -678,4 +679,10 @@ TEST(ThreadLayer, InitialisationIsCountedAndCreateNeedsIt) {
     EXPECT_EQ(0, orvThreadProcessInitialize());
   }
   EXPECT_NE(nullptr, threads::selfKey());
+}
+
+TEST(ThreadLayer, ProcessStartUpAndShutDownCallTheThreadLayer) {
+  const frame::LayerTable &layers = frame::defaultLayers();
+  EXPECT_EQ(&orvThreadProcessInitialize, layers.threadInitialize);
+  EXPECT_EQ(&orvThreadProcessTerminate, layers.threadTerminate);
 }
