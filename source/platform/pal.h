@@ -107,8 +107,8 @@ int loadString(uint32_t id, char *buffer, int size);
 // fileName (a bare name is resolved in the profile directory). Copies at most
 // size - 1 characters and a NUL into out; the default when the key is absent.
 // Returns the characters copied.
-uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,
-                                 uint32_t size, const char *fileName);
+uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue,
+                                 char *out, uint32_t size, const char *fileName);
 
 // The directory where bare profile names resolve (the Windows directory on
 // Win32). Empty on failure.

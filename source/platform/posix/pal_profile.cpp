@@ -120,8 +120,8 @@ uint32_t profileDirectory(char *buffer, uint32_t size) {
   return static_cast<uint32_t>(dir.size());
 }
 
-uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,
-                                 uint32_t size, const char *fileName) {
+uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue,
+                                 char *out, uint32_t size, const char *fileName) {
   if (out == nullptr || size == 0) {
     return 0;
   }
