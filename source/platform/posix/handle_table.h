@@ -28,7 +28,16 @@
 
 namespace pal::posix {
 
-enum class ObjectKind : uint32_t { None = 0, Mutex, Semaphore, Event, Thread, File, Mapping, Count };
+enum class ObjectKind : uint32_t {
+  None = 0,
+  Mutex,
+  Semaphore,
+  Event,
+  Thread,
+  File,
+  Mapping,
+  Count
+};
 
 class KernelObject {
  public:
