@@ -2,6 +2,7 @@
 #include "common/frame/layers.h"
 
 #include "orvane/nls.h"
+#include "orvane/threads.h"
 
 namespace frame {
 
@@ -11,14 +12,12 @@ namespace {
 // doing anything; the issue that builds the layer replaces its entry with
 // the layer's own function.
 void stdFilesNotBuilt() {}
-int threadLayerNotBuilt() { return 0; }
 int fileLayerNotBuilt() { return 1; }
 void fileTerminateNotBuilt() {}
-void threadTerminateNotBuilt() {}
 
 constexpr LayerTable kDefaultLayers = {
-    stdFilesNotBuilt, threadLayerNotBuilt,     nlsInit, fileLayerNotBuilt, fileTerminateNotBuilt,
-    nlsTerminate,     threadTerminateNotBuilt,
+    stdFilesNotBuilt, orvThreadProcessInitialize, nlsInit, fileLayerNotBuilt, fileTerminateNotBuilt,
+    nlsTerminate,     orvThreadProcessTerminate,
 };
 
 LayerTable currentLayers = kDefaultLayers;
