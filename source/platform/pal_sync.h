@@ -34,7 +34,9 @@ Handle createMutex();
 
 // ReleaseMutex: gives up one level of ownership. False with error 288 when
 // the calling thread does not own the mutex, 6 for a bad handle.
+#if defined(_WIN32)
 bool releaseMutex(Handle mutex);
+#endif
 
 // CreateSemaphoreA(NULL, initial, maximum, NULL). Fails with error 87 when
 // maximum < 1 or initial is outside 0 to maximum.
@@ -56,8 +58,36 @@ bool pulseEvent(Handle event);
 // 0xFFFFFFFF (kWaitFailed, with a last error). The time-out is in
 // milliseconds on a monotonic clock; kInfinite waits for ever and 0 only
 // tests.
+#if defined(_WIN32)
 uint32_t waitForSingleObject(Handle handle, uint32_t milliseconds);
+#endif
+
+// Fast paths for the library's mutex lock and unlock, on the handle stored in
+// a caller's handle word. Where the platform can, they complete an
+// uncontended wait or release inline (tryWaitMutexIn returns 0 or 128,
+// tryReleaseMutexIn true); otherwise they do nothing at all and report it
+// (kNotDone, false), and the caller goes through waitForSingleObject or
+// releaseMutex.
+constexpr uint32_t kNotDone = 0xFFFFFFFEu;
+
+// waitForSingleObject and releaseMutex on the handle stored in a caller's
+// handle word; on POSIX they also remember the mutex for the fast paths.
+#if defined(_WIN32)
+inline uint32_t tryWaitMutexIn(const Handle * /*word*/) { return kNotDone; }
+inline bool tryReleaseMutexIn(const Handle * /*word*/) { return false; }
+inline uint32_t waitForSingleObjectIn(const Handle *word, uint32_t milliseconds) {
+  return waitForSingleObject(*word, milliseconds);
+}
+inline bool releaseMutexIn(const Handle *word) { return releaseMutex(*word); }
+#endif
 
 }  // namespace pal
+
+#if !defined(_WIN32)
+// The POSIX half defines waitForSingleObject, releaseMutex and the fast
+// paths inline, so that an uncontended mutex costs no call into the platform
+// layer.
+#include "platform/posix/pal_sync_fast.h"
+#endif
 
 #endif

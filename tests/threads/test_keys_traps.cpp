@@ -175,13 +175,52 @@ TEST_F(Keys, DestroyingAKeyAfterItsThreadsExitedFreesTheirAssociations) {
   orvThreadKey *key = nullptr;
   ASSERT_EQ(0, orvThreadKeyCreate(&key, destroyA));
   inLayerThread([&] { orvThreadSetSpecific(key, &a1); });
-  inLayerThread([&] { orvThreadSetSpecific(key, &a2); });
-  EXPECT_EQ(2, countAssocs(key));
-  for (orvKeyAssoc *a = key->head; a != nullptr; a = a->nextOfKey) {
-    EXPECT_EQ(nullptr, a->thread) << "the threads let go";
+  ASSERT_EQ(1, countAssocs(key));
+  EXPECT_EQ(nullptr, key->head->thread) << "the thread let go";
+  EXPECT_NE(nullptr, key->head->key) << "the key keeps it";
+  EXPECT_EQ(0, orvThreadKeyDestroy(key));  // frees it (the leak checkers would tell)
+  EXPECT_EQ(1u, values().size());
+}
+
+TEST_F(Keys, AssociationsOfEndedThreadsAreReclaimedWhenNewOnesAreMade) {
+  // A long-lived key keeps no association per thread that ever used it.
+  orvThreadKey *key = nullptr;
+  ASSERT_EQ(0, orvThreadKeyCreate(&key, destroyA));
+  for (int i = 0; i < 50; ++i) {
+    inLayerThread([&] { orvThreadSetSpecific(key, &a1); });
   }
-  EXPECT_EQ(0, orvThreadKeyDestroy(key));  // frees both (the leak checkers would tell)
-  EXPECT_EQ(2u, values().size());
+  EXPECT_EQ(1, countAssocs(key)) << "only the newest, whose thread has ended since";
+  EXPECT_EQ(50u, values().size()) << "every thread's destructor ran";
+  int live = 0;
+  std::atomic<bool> go{false};
+  std::atomic<int> set{0};
+  threadtest::Task task{[&] {
+    orvThreadSetSpecific(key, &a2);
+    ++set;
+    while (!go) {
+      sleepMs(1);
+    }
+  }};
+  orvThread *t[3] = {};
+  for (auto &thread : t) {
+    ASSERT_EQ(0, orvThreadCreate(threadtest::runTask, &task, 1, &thread, nullptr));
+  }
+  ASSERT_TRUE(waitUntil([&] { return set.load() == 3; }));
+  for (orvKeyAssoc *a = key->head; a != nullptr; a = a->nextOfKey) {
+    live += a->thread != nullptr ? 1 : 0;
+  }
+  EXPECT_EQ(3, live) << "associations of running threads stay";
+  EXPECT_EQ(3, countAssocs(key));
+  go = true;
+  for (auto *thread : t) {
+    orvThreadJoin(thread, nullptr);
+    orvThreadDestroy(thread);
+  }
+  orvThreadKeyDestroy(key);
+  // The self key is swept the same way as threads start: one more thread
+  // finds the three that ended and leaves only its own.
+  inLayerThread([] {});
+  EXPECT_EQ(1, countAssocs(threads::selfKey()));
 }
 
 TEST_F(Keys, DestructorsRunNewestAssociationFirst) {

@@ -157,6 +157,57 @@ TEST(Mutex, OperationsOnADestroyedMutexFail) {
   EXPECT_EQ(-1, orvMutexLock(&never));
 }
 
+TEST(Mutex, AHandleWordReusedForANewMutexNamesOnlyTheNewOne) {
+  // The same word and, usually, the same storage and slot: the old handle
+  // value must not reach the new mutex.
+  orvHandle word = 0;
+  ASSERT_EQ(0, orvMutexCreate(&word));
+  ASSERT_EQ(0, orvMutexLock(&word));
+  ASSERT_EQ(0, orvMutexUnlock(&word));
+  orvHandle old = word;
+  ASSERT_EQ(0, orvMutexDestroy(&word));
+  EXPECT_EQ(-1, orvMutexLock(&word)) << "the word still holds the closed handle";
+  ASSERT_EQ(0, orvMutexCreate(&word));
+  EXPECT_EQ(0, orvMutexLock(&word));
+#if !defined(_WIN32)
+  // POSIX handles carry a generation; Windows may hand out the same value
+  // again, and then the old value names the new mutex there.
+  EXPECT_NE(old, word);
+  orvHandle stale = old;
+  EXPECT_EQ(-1, orvMutexLock(&stale));
+  EXPECT_EQ(-1, orvMutexUnlock(&stale));
+#else
+  (void)old;
+#endif
+  EXPECT_EQ(0, orvMutexUnlock(&word));
+  EXPECT_EQ(-1, orvMutexUnlock(&word)) << "released once too often";
+  orvMutexDestroy(&word);
+}
+
+TEST(Mutex, ManyMutexesInTurnStayDistinct) {
+  // More mutexes than a thread remembers at once.
+  std::vector<orvHandle> mutexes(40, 0);
+  for (orvHandle &m : mutexes) {
+    ASSERT_EQ(0, orvMutexCreate(&m));
+  }
+  for (int round = 0; round < 3; ++round) {
+    for (orvHandle &m : mutexes) {
+      ASSERT_EQ(0, orvMutexLock(&m));
+    }
+    for (orvHandle &m : mutexes) {
+      EXPECT_EQ(1, tryLockFromAnotherThread(&m)) << "each one is held";
+      break;  // one probe per round is enough
+    }
+    for (auto it = mutexes.rbegin(); it != mutexes.rend(); ++it) {
+      ASSERT_EQ(0, orvMutexUnlock(&*it));
+    }
+  }
+  for (orvHandle &m : mutexes) {
+    EXPECT_EQ(0, tryLockFromAnotherThread(&m));
+    orvMutexDestroy(&m);
+  }
+}
+
 // --- Semaphores ---------------------------------------------------------------
 
 TEST(Semaphore, TryWaitOnZeroIsBusyUntilAPost) {
@@ -318,7 +369,7 @@ struct ConditionFixture {
 
 int waitersOf(ConditionFixture &f) {
   orvMutexLock(&f.mutex);
-  int n = f.condition.waiters;
+  int n = std::atomic_ref<int32_t>(f.condition.waiters).load();
   orvMutexUnlock(&f.mutex);
   return n;
 }

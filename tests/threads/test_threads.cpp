@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/frame/layers.h"
 #include "common/threads/thread_internal.h"
 #include "orvane/sync.h"
 #include "orvane/threads.h"
@@ -175,10 +176,10 @@ TEST(Thread, EqualComparesIdentifiers) {
   EXPECT_EQ(0, orvThreadEqual(a, b));
   EXPECT_EQ(0, orvThreadEqual(a, nullptr));
   EXPECT_EQ(0, orvThreadEqual(nullptr, nullptr));
-  orvThread copy = *a;
-  EXPECT_EQ(1, orvThreadEqual(a, &copy));
   orvThreadJoin(a, nullptr);
   orvThreadJoin(b, nullptr);
+  orvThread copy = *a;
+  EXPECT_EQ(1, orvThreadEqual(a, &copy));
   orvThreadDestroy(a);
   orvThreadDestroy(b);
 }
@@ -239,9 +240,16 @@ TEST(Thread, CreatedSuspendedCancelledAndDestroyedSeesTheCancelBeforeItsRoutine)
   EXPECT_EQ(ORV_THREAD_SUSPENDED, t->state);
   sleepMs(20);
   EXPECT_EQ(0, w.started.load()) << "a suspended thread runs nothing";
+  std::atomic<int> ended{0};
+  orvThreadStateCallback(t, ORV_THREAD_NOT_RUNNING, &ended, [](void *env, orvThread *thread, uint32_t) {
+    EXPECT_EQ(0u, thread->exitStatus);
+    EXPECT_EQ(ORV_DEMISE_CANCELLED, thread->demise);
+    ++*static_cast<std::atomic<int> *>(env);
+  });
   orvThreadCancel(t);
   orvThreadDestroy(t);  // resumes it, cancels again, joins
   EXPECT_EQ(0, w.started.load()) << "the routine was never called";
+  EXPECT_EQ(1, ended.load()) << "the destroy returned after the thread had ended";
 }
 
 TEST(Thread, CreatedSuspendedRunsOnceContinued) {
@@ -286,7 +294,7 @@ TEST(Thread, AThreadSuspendsItselfAndAnotherContinuesIt) {
   }};
   orvThread *t = nullptr;
   ASSERT_EQ(0, orvThreadCreate(threadtest::runTask, &task, 1, &t, nullptr));
-  ASSERT_TRUE(waitUntil([&] { return t->state == ORV_THREAD_SUSPENDED; }));
+  ASSERT_TRUE(waitUntil([&] { return threads::loadWord(t->state) == ORV_THREAD_SUSPENDED; }));
   sleepMs(10);
   EXPECT_EQ(1, phase.load());
   EXPECT_EQ(0, orvThreadContinue(t));
@@ -671,4 +679,10 @@ TEST(ThreadLayer, InitialisationIsCountedAndCreateNeedsIt) {
     EXPECT_EQ(0, orvThreadProcessInitialize());
   }
   EXPECT_NE(nullptr, threads::selfKey());
+}
+
+TEST(ThreadLayer, ProcessStartUpAndShutDownCallTheThreadLayer) {
+  const frame::LayerTable &layers = frame::defaultLayers();
+  EXPECT_EQ(&orvThreadProcessInitialize, layers.threadInitialize);
+  EXPECT_EQ(&orvThreadProcessTerminate, layers.threadTerminate);
 }

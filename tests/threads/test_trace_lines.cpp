@@ -137,7 +137,7 @@ struct ConditionScene {
   }
   int waiters() {
     orvMutexLock(&mutex);
-    int n = condition.waiters;
+    int n = std::atomic_ref<int32_t>(condition.waiters).load();
     orvMutexUnlock(&mutex);
     return n;
   }

@@ -33,11 +33,12 @@ using threads::storeWord;
 
 namespace threads {
 
+std::atomic<uint32_t> threadTracingOn{0};
+
 namespace {
 
 // Process-wide state of the layer.
 std::atomic<orvThreadKey *> layerSelfKey{nullptr};
-std::atomic<uint32_t> threadTracingOn{0};
 std::atomic<int32_t> useCount{0};
 orvHandle layerMutex = 0;
 
@@ -163,7 +164,8 @@ orvThread *newRecord() {
   if (memory == nullptr) {
     return nullptr;
   }
-  auto *block = new (memory) ThreadBlock{};
+  ::new (memory) ThreadBlock();
+  auto *block = std::launder(static_cast<ThreadBlock *>(memory));
   block->refs.store(2, std::memory_order_relaxed);
   orvThread *thread = &block->record;
   thread->callbacks = static_cast<orvThreadCallbackNode **>(
@@ -187,11 +189,7 @@ void selfKeyDestructor(void *value) { setState(static_cast<orvThread *>(value), 
 
 orvThreadKey *selfKey() { return layerSelfKey.load(std::memory_order_acquire); }
 
-bool tracingOn() { return threadTracingOn.load(std::memory_order_relaxed) != 0; }
-
 void setTracingOn() { threadTracingOn.store(1, std::memory_order_relaxed); }
-
-orvThread *tracingCaller() { return tracingOn() ? orvThreadSelf() : nullptr; }
 
 int createSelfKey(orvThreadKey **key) { return orvThreadKeyCreate(key, selfKeyDestructor); }
 

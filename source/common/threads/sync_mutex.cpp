@@ -33,6 +33,38 @@ void traceEnd(orvThread *self, const char *name, orvHandle *mutex, int result) {
                 kMarked, name, kEnd, addr(self), addr(mutex), result);
 }
 
+// orvMutexLock beyond its fast path. first is the result of a first wait
+// that the fast path completed (128: an abandoned mutex), or kNotDone.
+__attribute__((noinline)) int lockSlow(orvHandle *mutex, uint32_t first) {
+  orvThread *self = nullptr;
+  if (first == pal::kNotDone) {
+    self = threads::tracingCaller();
+    traceStart(self, "orvMutexLock", mutex);
+    first = pal::waitForSingleObjectIn(mutex, pal::kInfinite);
+  }
+  int status = ORV_OK;
+  if (first != pal::kWaitObject0) {
+    // Any other result waits a second time, in the same way, and maps that
+    // wait's result; after an abandoned first wait the caller thus holds
+    // the mutex twice.
+    status = threads::waitResultToStatus(pal::waitForSingleObjectIn(mutex, pal::kInfinite));
+  }
+  traceEnd(self, "orvMutexLock", mutex, status);
+  return status;
+}
+
+// orvMutexUnlock beyond its fast path: the one trace line, written before
+// the release, and the release.
+__attribute__((noinline)) int unlockSlow(orvHandle *mutex) {
+  orvThread *self = threads::tracingCaller();
+  THREADS_TRACE(self, kTraceMutexes, "%-*s thread (" ORV_P ") mutex     (" ORV_P ")", kSingle,
+                "orvMutexUnlock", addr(self), addr(mutex));
+  if (pal::releaseMutexIn(mutex)) {
+    return ORV_OK;
+  }
+  return statusFromLastError();
+}
+
 }  // namespace
 
 extern "C" {
@@ -53,16 +85,11 @@ ORV_API int orvMutexDestroy(orvHandle *mutex) {
 }
 
 ORV_API int orvMutexLock(orvHandle *mutex) {
-  orvThread *self = threads::tracingCaller();
-  traceStart(self, "orvMutexLock", mutex);
-  int status = ORV_OK;
-  if (pal::waitForSingleObject(*mutex, pal::kInfinite) != pal::kWaitObject0) {
-    // Any other result waits once more; after an abandoned first wait the
-    // caller thus holds the mutex twice.
-    status = threads::waitResultToStatus(pal::waitForSingleObject(*mutex, pal::kInfinite));
+  uint32_t first = threads::tracingOn() ? pal::kNotDone : pal::tryWaitMutexIn(mutex);
+  if (first == pal::kWaitObject0) [[likely]] {
+    return ORV_OK;
   }
-  traceEnd(self, "orvMutexLock", mutex, status);
-  return status;
+  return lockSlow(mutex, first);
 }
 
 ORV_API int orvMutexTryLock(orvHandle *mutex) {
@@ -87,13 +114,10 @@ ORV_API int orvMutexTimedLock(orvHandle *mutex, uint32_t milliseconds) {
 }
 
 ORV_API int orvMutexUnlock(orvHandle *mutex) {
-  orvThread *self = threads::tracingCaller();
-  THREADS_TRACE(self, kTraceMutexes, "%-*s thread (" ORV_P ") mutex     (" ORV_P ")", kSingle,
-                "orvMutexUnlock", addr(self), addr(mutex));
-  if (pal::releaseMutex(*mutex)) {
+  if (!threads::tracingOn() && pal::tryReleaseMutexIn(mutex)) [[likely]] {
     return ORV_OK;
   }
-  return statusFromLastError();
+  return unlockSlow(mutex);
 }
 
 }  // extern "C"

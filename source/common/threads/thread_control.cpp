@@ -49,7 +49,8 @@ int cancellationPoint() {
     orvThreadYield();
     return static_cast<int>(ORV_THREAD_RUNNING);
   }
-  bool watched = self->cancelWatch != nullptr && std::atomic_ref<uint32_t>(*self->cancelWatch).load() != 0;
+  uint32_t *watch = std::atomic_ref<uint32_t *>(self->cancelWatch).load(std::memory_order_acquire);
+  bool watched = watch != nullptr && std::atomic_ref<uint32_t>(*watch).load(std::memory_order_acquire) != 0;
   if (loadWord(self->cancelPending) == 1 || watched) {
     storeWord(self->cancelPending, 0);
     setState(self, ORV_THREAD_CANCELLED);

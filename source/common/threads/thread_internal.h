@@ -63,10 +63,20 @@ void releaseRecord(orvThread *thread);
 // above 4 asserts at 6870) and calls that state's call-backs, newest first.
 void setState(orvThread *thread, uint32_t state);
 
-// The caller's record, for tracing: only while the tracing switch is on.
-orvThread *tracingCaller();
-bool tracingOn();
+// The tracing switch: set by the first orvThreadSetTraceObj, never cleared.
+// While it is off, calls do not look for the caller's record (no tracing is
+// possible then).
+extern std::atomic<uint32_t> threadTracingOn;
+inline bool tracingOn() { return threadTracingOn.load(std::memory_order_relaxed) != 0; }
 void setTracingOn();
+
+// The caller's record, for tracing: only while the tracing switch is on.
+inline orvThread *tracingCaller() {
+  if (tracingOn()) [[unlikely]] {
+    return orvThreadSelf();
+  }
+  return nullptr;
+}
 
 // The layer's key whose value is each layer thread's record.
 orvThreadKey *selfKey();

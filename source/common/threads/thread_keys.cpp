@@ -48,6 +48,28 @@ orvKeyAssoc *findAssoc(orvThread *self, orvThreadKey *key) {
   return nullptr;
 }
 
+// Frees, under the key's mutex, the key's associations whose thread has let
+// go of them. A thread that ends clears its side under the association's
+// mutex and never looks at the association again while the key lives, so
+// once its side is clear the key's side owns it. Without this, a key that
+// lives as long as the process (the self key, for one) would keep one
+// association, and its mutex, for every thread that ever set it.
+void sweepReleasedAssocs(orvThreadKey *key) {
+  orvKeyAssoc **link = &key->head;
+  while (orvKeyAssoc *assoc = *link) {
+    orvMutexLock(&assoc->mutex);
+    bool released = threadOf(assoc).load(std::memory_order_acquire) == nullptr;
+    orvMutexUnlock(&assoc->mutex);
+    if (released) {
+      *link = assoc->nextOfKey;
+      orvMutexDestroy(&assoc->mutex);
+      threads::freeBlock(assoc);
+    } else {
+      link = &assoc->nextOfKey;
+    }
+  }
+}
+
 // Creates the association of self and key: at the head of the key's list
 // (under the key's mutex) and of the thread's.
 int createAssoc(orvThread *self, orvThreadKey *key) {
@@ -64,6 +86,14 @@ int createAssoc(orvThread *self, orvThreadKey *key) {
   assoc->thread = self;
   assoc->key = key;
   orvMutexLock(&key->mutex);
+  {
+    // Housekeeping, not one of the key's traced steps: silent even when
+    // nested calls are traced.
+    TraceObj *saved = self->traceObj;
+    self->traceObj = nullptr;
+    sweepReleasedAssocs(key);
+    self->traceObj = saved;
+  }
   assoc->nextOfKey = key->head;
   key->head = assoc;
   orvMutexUnlock(&key->mutex);

@@ -7,25 +7,29 @@
 
 namespace pal::posix {
 
+namespace detail {
+
+std::atomic<Slot *> slotChunks[kMaxChunks] = {};
+
+KernelObject *lookupFailed() {
+  setLastError(kErrorInvalidHandle);
+  return nullptr;
+}
+
+}  // namespace detail
+
 namespace {
 
-// A handle is (generation << kIndexBits) | (slot index + 1); 0 is never a
-// handle. On 32-bit targets the generation has 12 bits and wraps.
-constexpr unsigned kIndexBits = 20;
-constexpr uint32_t kChunkSize = 1024;
-constexpr uint32_t kMaxChunks = (1u << kIndexBits) / kChunkSize;
-constexpr uint32_t kMaxSlots = kMaxChunks * kChunkSize - 1;
-constexpr uintptr_t kIndexMask = (uintptr_t{1} << kIndexBits) - 1;
-constexpr uintptr_t kGenerationMask = ~uintptr_t{0} >> kIndexBits;
-
-struct Slot {
-  // Bit 0: open. Bits 1 and up: generation.
-  std::atomic<uint64_t> state{0};
-  std::atomic<KernelObject *> object{nullptr};
-};
+using detail::decode;
+using detail::kChunkSize;
+using detail::kGenerationMask;
+using detail::kIndexBits;
+using detail::kMaxSlots;
+using detail::matches;
+using detail::Slot;
 
 struct Table {
-  std::atomic<Slot *> chunks[kMaxChunks] = {};
+  std::atomic<Slot *> *chunks = detail::slotChunks;
   std::mutex lock;  // guards everything below and chunk creation
   uint32_t nextIndex = 0;
   std::vector<uint32_t> freeSlots;
@@ -45,21 +49,6 @@ Slot *slotAt(Table &t, uint32_t index) {
 
 Handle encode(uint32_t index, uint64_t generation) {
   return static_cast<Handle>(((generation & kGenerationMask) << kIndexBits) | (index + 1u));
-}
-
-// Splits a handle; false when it cannot name a slot.
-bool decode(Handle handle, uint32_t &index, uintptr_t &generation) {
-  uintptr_t low = handle & kIndexMask;
-  if (low == 0) {
-    return false;
-  }
-  index = static_cast<uint32_t>(low - 1);
-  generation = (handle >> kIndexBits) & kGenerationMask;
-  return index < kMaxSlots;
-}
-
-bool matches(uint64_t state, uintptr_t generation) {
-  return (state & 1u) != 0 && static_cast<uintptr_t>((state >> 1) & kGenerationMask) == generation;
 }
 
 }  // namespace
@@ -114,24 +103,6 @@ Handle insertObject(KernelObject *object) {
   slot->object.store(object, std::memory_order_relaxed);
   slot->state.store((generation << 1) | 1u, std::memory_order_release);
   return encode(index, generation);
-}
-
-KernelObject *lookupObject(Handle handle, ObjectKind kind) {
-  uint32_t index;
-  uintptr_t generation;
-  if (decode(handle, index, generation)) {
-    if (Slot *slot = slotAt(table(), index)) {
-      uint64_t state = slot->state.load(std::memory_order_acquire);
-      if (matches(state, generation)) {
-        KernelObject *object = slot->object.load(std::memory_order_relaxed);
-        if (object != nullptr && (kind == ObjectKind::None || object->kind() == kind)) {
-          return object;
-        }
-      }
-    }
-  }
-  setLastError(kErrorInvalidHandle);
-  return nullptr;
 }
 
 bool closeObject(Handle handle) {

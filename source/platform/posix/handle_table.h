@@ -19,6 +19,7 @@
 #ifndef ORVANE_PLATFORM_POSIX_HANDLE_TABLE_H
 #define ORVANE_PLATFORM_POSIX_HANDLE_TABLE_H
 
+#include <atomic>
 #include <cstdint>
 #include <new>
 #include <utility>
@@ -58,9 +59,67 @@ Handle insertObject(KernelObject *object);
 // Gives an object that never got a handle back to its kind's pool.
 void discardObject(KernelObject *object);
 
+// The table's slots, for the inline lookup below.
+namespace detail {
+
+// A handle is (generation << kIndexBits) | (slot index + 1); 0 is never a
+// handle. On 32-bit targets the generation has 12 bits and wraps.
+constexpr unsigned kIndexBits = 20;
+constexpr uint32_t kChunkSize = 1024;
+constexpr uint32_t kMaxChunks = (1u << kIndexBits) / kChunkSize;
+constexpr uint32_t kMaxSlots = kMaxChunks * kChunkSize - 1;
+constexpr uintptr_t kIndexMask = (uintptr_t{1} << kIndexBits) - 1;
+constexpr uintptr_t kGenerationMask = ~uintptr_t{0} >> kIndexBits;
+
+struct Slot {
+  // Bit 0: open. Bits 1 and up: generation.
+  std::atomic<uint64_t> state{0};
+  std::atomic<KernelObject *> object{nullptr};
+};
+
+// Chunks of slots, created on demand and never freed.
+extern std::atomic<Slot *> slotChunks[kMaxChunks];
+
+// Splits a handle; false when it cannot name a slot.
+inline bool decode(Handle handle, uint32_t &index, uintptr_t &generation) {
+  uintptr_t low = handle & kIndexMask;
+  if (low == 0) {
+    return false;
+  }
+  index = static_cast<uint32_t>(low - 1);
+  generation = (handle >> kIndexBits) & kGenerationMask;
+  return index < kMaxSlots;
+}
+
+inline bool matches(uint64_t state, uintptr_t generation) {
+  return (state & 1u) != 0 && static_cast<uintptr_t>((state >> 1) & kGenerationMask) == generation;
+}
+
+// Sets last error 6 and returns null.
+KernelObject *lookupFailed();
+
+}  // namespace detail
+
 // The open object behind handle when it is of the given kind (None: any
-// kind); null with last error 6 otherwise.
-KernelObject *lookupObject(Handle handle, ObjectKind kind);
+// kind); null with last error 6 otherwise. Inline: it sits on the fast path
+// of every wait and release.
+inline KernelObject *lookupObject(Handle handle, ObjectKind kind) {
+  uint32_t index;
+  uintptr_t generation;
+  if (detail::decode(handle, index, generation)) {
+    detail::Slot *chunk = detail::slotChunks[index / detail::kChunkSize].load(std::memory_order_acquire);
+    if (chunk != nullptr) {
+      detail::Slot &slot = chunk[index % detail::kChunkSize];
+      if (detail::matches(slot.state.load(std::memory_order_acquire), generation)) {
+        KernelObject *object = slot.object.load(std::memory_order_relaxed);
+        if (object != nullptr && (kind == ObjectKind::None || object->kind() == kind)) {
+          return object;
+        }
+      }
+    }
+  }
+  return detail::lookupFailed();
+}
 
 // Closes the handle: the object's release() runs and its storage goes back
 // to its kind's pool. False with last error 6 for a handle that is not open.

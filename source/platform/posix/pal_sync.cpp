@@ -2,6 +2,10 @@
 // built on atomics and futexes, named by handles of the handle table.
 #include "platform/pal_sync.h"
 
+#include <mutex>
+#include <new>
+#include <unordered_set>
+
 #include "platform/posix/handle_table.h"
 #include "platform/posix/pal_sync_futex.h"
 #include "platform/posix/pal_sync_objects.h"
@@ -42,46 +46,76 @@ uint32_t failInvalid() {
   return kWaitFailed;
 }
 
+// Every mutex object ever made (their storage is never freed). Objects are
+// built and looked through under the registry's lock only.
+struct MutexRegistry {
+  std::mutex lock;
+  std::unordered_set<MutexObject *> all;
+};
+
+MutexRegistry &mutexRegistry() {
+  static MutexRegistry *registry = new MutexRegistry;
+  return *registry;
+}
+
+Handle insertMutex() {
+  MutexObject *m = newMutexObject();
+  if (m == nullptr) {
+    setLastError(kErrorNotEnoughMemory);
+    return kNullHandle;
+  }
+  Handle handle = insertObject(m);
+  if (handle == kNullHandle) {
+    discardObject(m);
+  } else {
+    m->setHandle(handle);
+  }
+  return handle;
+}
+
 }  // namespace
+
+MutexObject *newMutexObject() {
+  MutexRegistry &registry = mutexRegistry();
+  std::lock_guard<std::mutex> guard(registry.lock);
+  MutexObject *m = newObject<MutexObject>();
+  if (m != nullptr) {
+    try {
+      registry.all.insert(m);
+    } catch (const std::bad_alloc &) {
+      discardObject(m);
+      return nullptr;
+    }
+  }
+  return m;
+}
+
+void abandonMutexesOwnedBy(uint32_t id) {
+  MutexRegistry &registry = mutexRegistry();
+  std::lock_guard<std::mutex> guard(registry.lock);
+  for (MutexObject *m : registry.all) {
+    if (m->ownerId() == id) {
+      m->abandon();
+    }
+  }
+}
 
 // --- Mutex ------------------------------------------------------------------
 
 bool MutexObject::release() {
-  // Closing the handle: sleepers wake, find the handle gone and fail.
+  // Closing the handle: sleepers wake, find the handle gone and fail. A
+  // closed mutex is nobody's.
+  handle_.store(0, std::memory_order_release);
+  owner_.store(0, std::memory_order_relaxed);
   word_.store(0, std::memory_order_release);
   futexWakeAll(word_);
   return true;
 }
 
-uint32_t MutexObject::becomeOwner(Handle handle, uint32_t self) {
-  owner_.store(self, std::memory_order_relaxed);
-  recursion_ = 0;
-  rememberOwnedMutex(handle, this);
-  if (abandoned_.load(std::memory_order_relaxed)) {
-    abandoned_.store(false, std::memory_order_relaxed);
-    return kWaitAbandoned;
-  }
-  return kWaitObject0;
-}
-
-uint32_t MutexObject::wait(Handle handle, uint32_t self, uint32_t milliseconds) {
-  if (tryTake()) {
-    return becomeOwner(handle, self);
-  }
-  if (owner_.load(std::memory_order_relaxed) == self) {
-    ++recursion_;
-    return kWaitObject0;
-  }
-  if (milliseconds == 0) {
-    return kWaitTimeout;
-  }
-  return waitContended(handle, self, milliseconds);
-}
-
 uint32_t MutexObject::waitContended(Handle handle, uint32_t self, uint32_t milliseconds) {
   for (int spin = 0; spin < kMutexSpins; ++spin) {
     if (word_.load(std::memory_order_relaxed) == 0 && tryTake()) {
-      return becomeOwner(handle, self);
+      return becomeOwner(self);
     }
     cpuRelax();
   }
@@ -96,28 +130,7 @@ uint32_t MutexObject::waitContended(Handle handle, uint32_t self, uint32_t milli
       return failInvalid();
     }
   }
-  return becomeOwner(handle, self);
-}
-
-void MutexObject::letGo() {
-  owner_.store(0, std::memory_order_relaxed);
-  if (word_.exchange(0, std::memory_order_release) == 2) {
-    futexWake(word_, 1);
-  }
-}
-
-bool MutexObject::releaseBy(Handle handle, uint32_t self) {
-  if (owner_.load(std::memory_order_relaxed) != self) {
-    setLastError(kErrorNotOwner);
-    return false;
-  }
-  if (recursion_ > 0) {
-    --recursion_;
-    return true;
-  }
-  forgetOwnedMutex(handle);
-  letGo();
-  return true;
+  return becomeOwner(self);
 }
 
 void MutexObject::abandon() {
@@ -151,6 +164,13 @@ uint32_t SemaphoreObject::wait(Handle handle, uint32_t milliseconds) {
   if (milliseconds == 0) {
     return kWaitTimeout;
   }
+  if (spinBriefly([this] { return tryTake(); })) {
+    return kWaitObject0;
+  }
+  return waitContended(handle, milliseconds);
+}
+
+uint32_t SemaphoreObject::waitContended(Handle handle, uint32_t milliseconds) {
   Deadline deadline = Deadline::after(milliseconds);
   sleepers_.fetch_add(1, std::memory_order_seq_cst);
   uint32_t result = kWaitObject0;
@@ -255,6 +275,9 @@ uint32_t EventObject::wait(Handle handle, uint32_t milliseconds) {
   if (milliseconds == 0) {
     return kWaitTimeout;
   }
+  if (spinBriefly([this] { return tryConsume(); })) {
+    return kWaitObject0;
+  }
   Deadline deadline = Deadline::after(milliseconds);
   Waiter self;
   lock_.lock();
@@ -343,12 +366,7 @@ using posix::EventObject;
 using posix::MutexObject;
 using posix::SemaphoreObject;
 
-Handle createMutex() { return posix::insertNew<MutexObject>(); }
-
-bool releaseMutex(Handle mutex) {
-  MutexObject *m = posix::lookup<MutexObject>(mutex);
-  return m != nullptr && m->releaseBy(mutex, posix::currentId());
-}
+Handle createMutex() { return posix::insertMutex(); }
 
 Handle createSemaphore(int32_t initialCount, int32_t maximumCount) {
   if (maximumCount < 1 || initialCount < 0 || initialCount > maximumCount) {
@@ -394,14 +412,50 @@ bool pulseEvent(Handle event) {
   return true;
 }
 
-uint32_t waitForSingleObject(Handle handle, uint32_t milliseconds) {
-  posix::KernelObject *object = posix::lookupObject(handle, posix::ObjectKind::None);
+}  // namespace pal
+
+namespace pal::posix {
+
+bool releaseMutexSlow(Handle mutex) {
+  MutexObject *m = findMutex(mutex);
+  return m != nullptr && m->releaseBy(currentId());
+}
+
+bool wakeOneSleeper(std::atomic<uint32_t> &word) {
+  futexWake(word, 1);
+  return true;
+}
+
+uint32_t waitForObjectIn(const Handle *word, uint32_t milliseconds) {
+  Handle handle = *word;
+  if (MutexObject *m = findMutex(handle)) {
+    wordCacheEntry(word) = MutexCacheEntry{handle, m};
+    return m->wait(handle, currentId(), milliseconds);
+  }
+  return waitForObject(handle, milliseconds);
+}
+
+bool releaseMutexSlowIn(const Handle *word) {
+  Handle handle = *word;
+  MutexObject *m = findMutex(handle);
+  if (m == nullptr) {
+    return false;  // last error 6
+  }
+  wordCacheEntry(word) = MutexCacheEntry{handle, m};
+  return m->releaseBy(currentId());
+}
+
+uint32_t waitForObject(Handle handle, uint32_t milliseconds) {
+  KernelObject *object = lookupObject(handle, ObjectKind::None);
   if (object == nullptr) {
     return kWaitFailed;  // last error 6
   }
   switch (object->kind()) {
-    case posix::ObjectKind::Mutex:
-      return static_cast<MutexObject *>(object)->wait(handle, posix::currentId(), milliseconds);
+    case ObjectKind::Mutex: {
+      auto *m = static_cast<MutexObject *>(object);
+      rememberMutex(handle, m);
+      return m->wait(handle, currentId(), milliseconds);
+    }
     case posix::ObjectKind::Semaphore:
       return static_cast<SemaphoreObject *>(object)->wait(handle, milliseconds);
     case posix::ObjectKind::Event:
@@ -415,4 +469,4 @@ uint32_t waitForSingleObject(Handle handle, uint32_t milliseconds) {
   }
 }
 
-}  // namespace pal
+}  // namespace pal::posix

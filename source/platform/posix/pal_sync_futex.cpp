@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <linux/futex.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -67,6 +68,8 @@ FutexResult futexWait(std::atomic<uint32_t> &word, uint32_t expected, const Dead
 void futexWake(std::atomic<uint32_t> &word, int count) {
   futexCall(word, FUTEX_WAKE | FUTEX_PRIVATE_FLAG, static_cast<uint32_t>(count), nullptr, 0);
 }
+
+void yieldProcessor() { sched_yield(); }
 
 void futexWakeAll(std::atomic<uint32_t> &word) { futexWake(word, INT_MAX); }
 

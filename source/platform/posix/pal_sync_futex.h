@@ -36,13 +36,37 @@ FutexResult futexWait(std::atomic<uint32_t> &word, uint32_t expected, const Dead
 void futexWake(std::atomic<uint32_t> &word, int count);
 void futexWakeAll(std::atomic<uint32_t> &word);
 
-// Spins briefly with a processor pause between reads.
+// Gives up the rest of the time slice (sched_yield).
+void yieldProcessor();
+
+// A processor pause between reads of a spin loop.
 inline void cpuRelax() {
 #if defined(__x86_64__) || defined(__i386__)
   __builtin_ia32_pause();
 #elif defined(__aarch64__)
   asm volatile("yield");
 #endif
+}
+
+// Waits briefly for ready() to hold before a waiter goes to sleep: a few
+// processor pauses, then a few yields of the processor. A hand-off between
+// two running threads usually completes within that time, and sleeping
+// costs a system call on each side.
+template <class Ready>
+bool spinBriefly(Ready ready) {
+  for (int i = 0; i < 16; ++i) {
+    if (ready()) {
+      return true;
+    }
+    cpuRelax();
+  }
+  for (int i = 0; i < 4; ++i) {
+    yieldProcessor();
+    if (ready()) {
+      return true;
+    }
+  }
+  return false;
 }
 
 // A small internal lock for the objects' slow paths: 0 free, 1 locked,

@@ -72,17 +72,17 @@ void recycleControl(ThreadControl *c) {
 }
 
 // Drops one reference: the handle's (byThread false) or the running
-// thread's own. The last one reaps the system thread and recycles the block.
+// thread's own. The last one recycles the block and detaches the system
+// thread, which frees itself when it ends (it may still be finishing: it
+// touches the block no more). Until then the thread stays joinable, so that
+// the suspension signal never goes to a thread identifier that the system
+// may have reused.
 void releaseControl(ThreadControl *c, bool byThread) {
   if (c->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
     return;
   }
   if (c->joinable) {
-    if (byThread) {
-      pthread_detach(pthread_self());
-    } else {
-      pthread_join(c->thread, nullptr);
-    }
+    pthread_detach(byThread ? pthread_self() : c->thread);
   }
   recycleControl(c);
 }
@@ -131,14 +131,22 @@ void applyPriority(pid_t kernelId, int priority) {
 
 // --- Suspension -----------------------------------------------------------------
 
-// Sleeps while the calling thread's suspend count is above 0.
+// Sleeps while the calling thread's suspend count is above 0. Only the
+// thread itself sleeps on its count (at its start gate, in the suspension
+// signal's handler, or suspending itself).
 void sleepWhileSuspended(ThreadControl *c) {
   for (;;) {
-    uint32_t n = c->suspendCount.load(std::memory_order_acquire);
-    if (n == 0) {
+    if (c->suspendCount.load(std::memory_order_acquire) == 0) {
       return;
     }
-    futexWait(c->suspendCount, n, Deadline{});
+    // Announce the sleep, then look again: a resume that lowered the count
+    // to 0 either is seen here or sees the announcement and wakes us.
+    c->suspendSleeping.store(1, std::memory_order_seq_cst);
+    uint32_t n = c->suspendCount.load(std::memory_order_seq_cst);
+    if (n != 0) {
+      futexWait(c->suspendCount, n, Deadline{});
+    }
+    c->suspendSleeping.store(0, std::memory_order_relaxed);
   }
 }
 
@@ -395,8 +403,8 @@ uint32_t resumeThread(Handle thread) {
       return 0;
     }
   } while (
-      !c->suspendCount.compare_exchange_weak(n, n - 1, std::memory_order_acq_rel, std::memory_order_relaxed));
-  if (n == 1) {
+      !c->suspendCount.compare_exchange_weak(n, n - 1, std::memory_order_seq_cst, std::memory_order_relaxed));
+  if (n == 1 && c->suspendSleeping.load(std::memory_order_seq_cst) != 0) {
     posix::futexWakeAll(c->suspendCount);
   }
   return n;

@@ -28,8 +28,10 @@ struct ThreadControl {
   ThreadStart start = nullptr;
   void *argument = nullptr;
 
-  // Suspend count; the thread sleeps on it while it is above 0.
+  // Suspend count; the thread sleeps on it while it is above 0, and says so
+  // in suspendSleeping, so that a resume only wakes it when it sleeps.
   std::atomic<uint32_t> suspendCount{0};
+  std::atomic<uint32_t> suspendSleeping{0};
   // 1 once the thread has left its start routine: suspension no longer
   // stops it.
   std::atomic<uint32_t> exiting{0};

@@ -5,8 +5,9 @@
 //   the layer creates receive theirs at creation, other threads on first
 //   use; identifiers are process-unique and never 0;
 // - the control block of a thread that the layer created (null otherwise);
-// - the mutexes it owns, so that they can be marked abandoned and released
-//   when the thread ends while holding them.
+// - how many mutexes it owns, so that a thread that ends while holding some
+//   has them marked abandoned and released;
+// - a small cache of the mutex handles it used last (see pal_sync_objects.h).
 //
 // Threads that the layer did not create have their owned mutexes abandoned
 // by a thread-exit hook (a pthread key destructor) that is armed the first
@@ -23,45 +24,53 @@ namespace pal::posix {
 struct ThreadControl;
 class MutexObject;
 
-struct OwnedMutex {
+// One entry of the per-thread cache of recently used mutex handles.
+struct MutexCacheEntry {
   Handle handle;
   MutexObject *object;
 };
+constexpr uint32_t kMutexCacheSize = 8;
 
 struct ThreadState {
   uint32_t id;
+  uint32_t ownedMutexes;
   ThreadControl *control;
-  uint32_t ownedCount;
-  uint32_t ownedCapacity;  // 0: the inline array is in use
-  OwnedMutex *ownedHeap;
   bool exitHookArmed;
-  OwnedMutex ownedInline[6];
+  MutexCacheEntry mutexCache[kMutexCacheSize];  // by handle
+  MutexCacheEntry wordCache[kMutexCacheSize];   // by the address of a handle word
 };
 
-// The calling thread's state (static TLS: no allocation, usable from a
-// signal handler).
-ThreadState &threadState();
+// Static TLS: no allocation, usable from a signal handler, and one
+// instruction away on the mutex fast path.
+extern thread_local constinit ThreadState tlsThreadState __attribute__((tls_model("initial-exec")));
+
+inline ThreadState &threadState() { return tlsThreadState; }
 
 // A new process-unique thread identifier.
 uint32_t allocateThreadId();
 
-// The calling thread's identifier, assigned on first use.
+// Gives a thread that the layer did not create its identifier, and arms its
+// exit hook.
+uint32_t adoptForeignThread();
+
+// The calling thread's identifier, assigned on first use. A thread owns a
+// mutex only after it has asked for its identifier, so the exit hook of a
+// foreign thread is armed by then.
 inline uint32_t currentId() {
-  ThreadState &t = threadState();
-  if (t.id == 0) {
-    t.id = allocateThreadId();
+  uint32_t id = tlsThreadState.id;
+  if (id == 0) [[unlikely]] {
+    id = adoptForeignThread();
   }
-  return t.id;
+  return id;
 }
 
-// Records that the calling thread now owns mutex (first acquisition) and
-// forgets it again (last release). Both are cheap for the usual nesting
-// order (last taken, first released).
-void rememberOwnedMutex(Handle handle, MutexObject *object);
-void forgetOwnedMutex(Handle handle);
+// Counts a mutex the calling thread now owns (first acquisition) or no
+// longer owns (last release).
+inline void countOwnedMutex() { ++tlsThreadState.ownedMutexes; }
+inline void uncountOwnedMutex() { --tlsThreadState.ownedMutexes; }
 
 // Marks every mutex the calling thread still owns as abandoned and releases
-// it, then frees the owned list. Run when a thread ends.
+// it. Run when a thread ends.
 void abandonOwnedMutexes();
 
 }  // namespace pal::posix
