@@ -31,11 +31,16 @@ int usage() {
   return 2;
 }
 
+// The local time of day in seconds, as the registry stamps it.
 uint32_t stampNow() {
   time_t now = time(nullptr);
-  const struct tm *local = localtime(&now);
-  return local != nullptr ? static_cast<uint32_t>(local->tm_hour * 3600 + local->tm_min * 60 + local->tm_sec)
-                          : 0;
+  struct tm local {};
+#if defined(_WIN32)
+  bool ok = localtime_s(&local, &now) == 0;
+#else
+  bool ok = localtime_r(&now, &local) != nullptr;
+#endif
+  return ok ? static_cast<uint32_t>(local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec) : 0;
 }
 
 // "path;stamp" as "path  stamp  age".
@@ -50,14 +55,13 @@ void printLine(const std::string &line, uint32_t now) {
   printf("  %s  stamp %u  age %us\n", line.substr(0, semicolon).c_str(), stamp, age);
 }
 
-int list() {
+int list(uint32_t now) {
   char *text = orvFileTempRegistryList();
   if (text == nullptr) {
     fprintf(stderr, "orv tempfiles: the registry could not be read\n");
     return 1;
   }
   printf("registry %s (time-out %u seconds)\n", orvFileTempRegistryPath(), orvFileTempTimeout());
-  uint32_t now = stampNow();
   int lines = 0;
   for (const char *p = text; *p != '\0';) {
     const char *end = strchr(p, '\n');
@@ -86,6 +90,9 @@ int runTempfiles(int argc, char **argv) {
   if (argc < 1 || (strcmp(argv[0], "list") != 0 && strcmp(argv[0], "clean") != 0)) {
     return usage();
   }
+  // Taken before the services start their clean-up thread, which reads the
+  // clock too.
+  const uint32_t now = stampNow();
   const char *configKey = nullptr;
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--key") == 0 && i + 1 < argc) {
@@ -104,7 +111,7 @@ int runTempfiles(int argc, char **argv) {
   } else if (orvFileTempRegistryPath() == nullptr) {
     fprintf(stderr, "orv tempfiles: no registry is configured (TEMPFILEREGISTRY)\n");
   } else {
-    result = strcmp(argv[0], "list") == 0 ? list() : clean();
+    result = strcmp(argv[0], "list") == 0 ? list(now) : clean();
   }
   servicesProcessTerminate(0);
   return result;
