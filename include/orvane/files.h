@@ -171,19 +171,6 @@ ORV_API void *orvFileMemoryMapOpen(orvFileMap *map, int access, uint32_t offsetL
 ORV_API int orvFileMemoryMapClose(orvFileMap *map);
 ORV_API int orvFileMemoryMapDestroy(orvFileMap *map);
 
-/* Temporary files: what the layer found at start-up, and the registry's
- * maintenance (the "orv tempfiles" commands). */
-/* The directory of the list at index (0 first), or null past the end. */
-ORV_API const char *orvFileTempDirectory(int index);
-/* The registry file's path, or null when no registry is kept. */
-ORV_API const char *orvFileTempRegistryPath(void);
-/* Seconds after which a registered file counts as abandoned. */
-ORV_API uint32_t orvFileTempTimeout(void);
-/* The registry's lines as native text (heap; the caller frees), or null. */
-ORV_API char *orvFileTempRegistryList(void);
-/* Runs one clean-up pass of the registry now: 1 done, 0 no registry or failure. */
-ORV_API int orvFileTempCleanup(void);
-
 ORV_EXTERN_C_END
 
 #endif

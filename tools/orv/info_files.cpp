@@ -5,6 +5,7 @@
 #include <string>
 
 #include "orv_commands.h"
+#include "common/files/temp_admin.h"
 #include "orvane/files.h"
 
 namespace orv {
@@ -17,11 +18,11 @@ const char *kindOf(orvFile *file) { return orvFileIsATerminal(file) != 0 ? "term
 
 void reportFiles() {
   printf("files\n");
-  const char *first = orvFileTempDirectory(0);
+  const char *first = files::admin::tempDirectory(0);
   if (first == nullptr) {
     row("temporary directories", "(none: temporary files cannot be made)");
   }
-  for (int i = 0; const char *dir = orvFileTempDirectory(i); ++i) {
+  for (int i = 0; const char *dir = files::admin::tempDirectory(i); ++i) {
     row(i == 0 ? "temporary directories" : "", std::to_string(i) + ": " + dir);
   }
   row("  (settings)",
@@ -30,10 +31,10 @@ void reportFiles() {
       ", TMPDIR"
 #endif
       ", else the current directory");
-  const char *registry = orvFileTempRegistryPath();
+  const char *registry = files::admin::tempRegistryPath();
   row("registry file", registry != nullptr ? std::string(registry) + "  (TEMPFILEREGISTRY)"
                                            : "(TEMPFILEREGISTRY not set: no registry, no clean-up thread)");
-  row("time-out", std::to_string(orvFileTempTimeout()) + " seconds  (TEMPFILETIMEOUT" +
+  row("time-out", std::to_string(files::admin::tempTimeout()) + " seconds  (TEMPFILETIMEOUT" +
                       (registry != nullptr ? ")" : "; used only with a registry)"));
   row("standard input", kindOf(orvFileGetStdPtr(ORV_FILE_STDIN)));
   row("standard output", kindOf(orvFileGetStdPtr(ORV_FILE_STDOUT)));

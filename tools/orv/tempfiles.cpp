@@ -11,6 +11,7 @@
 #include <string>
 
 #include "orv_commands.h"
+#include "common/files/temp_admin.h"
 #include "orvane/files.h"
 #include "orvane/frame.h"
 
@@ -56,12 +57,12 @@ void printLine(const std::string &line, uint32_t now) {
 }
 
 int list(uint32_t now) {
-  char *text = orvFileTempRegistryList();
+  char *text = files::admin::tempRegistryList();
   if (text == nullptr) {
     fprintf(stderr, "orv tempfiles: the registry could not be read\n");
     return 1;
   }
-  printf("registry %s (time-out %u seconds)\n", orvFileTempRegistryPath(), orvFileTempTimeout());
+  printf("registry %s (time-out %u seconds)\n", files::admin::tempRegistryPath(), files::admin::tempTimeout());
   int lines = 0;
   for (const char *p = text; *p != '\0';) {
     const char *end = strchr(p, '\n');
@@ -76,11 +77,11 @@ int list(uint32_t now) {
 }
 
 int clean() {
-  if (orvFileTempCleanup() == 0) {
+  if (files::admin::tempCleanupPass() == 0) {
     fprintf(stderr, "orv tempfiles: the clean-up pass failed (error %d)\n", orvFileError());
     return 1;
   }
-  printf("clean-up pass done on %s\n", orvFileTempRegistryPath());
+  printf("clean-up pass done on %s\n", files::admin::tempRegistryPath());
   return 0;
 }
 
@@ -108,7 +109,7 @@ int runTempfiles(int argc, char **argv) {
   int result = 1;
   if (status != 0) {
     fprintf(stderr, "orv tempfiles: the services did not start (%d)\n", status);
-  } else if (orvFileTempRegistryPath() == nullptr) {
+  } else if (files::admin::tempRegistryPath() == nullptr) {
     fprintf(stderr, "orv tempfiles: no registry is configured (TEMPFILEREGISTRY)\n");
   } else {
     result = strcmp(argv[0], "list") == 0 ? list(now) : clean();

@@ -4,6 +4,7 @@
 // the file layer ends. Also the maintenance calls behind "orv tempfiles".
 #include <stdlib.h>
 
+#include "common/files/temp_admin.h"
 #include "common/files/file_internal.h"
 #include "common/files/temp_state.h"
 #include "orvane/sync.h"
@@ -74,9 +75,9 @@ void stopCleanupThread() {
 
 using files::temp::tempState;
 
-extern "C" {
+namespace files::admin {
 
-ORV_API const char *orvFileTempDirectory(int index) {
+const char *tempDirectory(int index) {
   files::temp::TempState &s = tempState();
   if (index < 0 || index >= s.directoryCount) {
     return nullptr;
@@ -84,11 +85,11 @@ ORV_API const char *orvFileTempDirectory(int index) {
   return s.directories[index].path;
 }
 
-ORV_API const char *orvFileTempRegistryPath(void) { return tempState().registryPath; }
+const char *tempRegistryPath() { return tempState().registryPath; }
 
-ORV_API uint32_t orvFileTempTimeout(void) { return tempState().timeout; }
+uint32_t tempTimeout() { return tempState().timeout; }
 
-ORV_API char *orvFileTempRegistryList(void) {
+char *tempRegistryList() {
   files::temp::TempLock lock;
   if (!lock.ok() || !tempState().registryEnabled) {
     return nullptr;
@@ -96,7 +97,7 @@ ORV_API char *orvFileTempRegistryList(void) {
   return files::temp::registryText();
 }
 
-ORV_API int orvFileTempCleanup(void) {
+int tempCleanupPass() {
   files::temp::TempLock lock;
   if (!lock.ok() || !tempState().registryEnabled) {
     return 0;
@@ -104,4 +105,4 @@ ORV_API int orvFileTempCleanup(void) {
   return files::temp::registryCleanPass(files::temp::timeOfDayStamp()) ? 1 : 0;
 }
 
-}  // extern "C"
+}  // namespace files::admin

@@ -26,7 +26,11 @@ void setLastError(uint32_t error) { SetLastError(error); }
 
 bool closeHandle(Handle handle) { return CloseHandle(reinterpret_cast<HANDLE>(handle)) != FALSE; }
 
-Handle selfModule() { return moduleHandle; }
+Handle selfModule() {
+  // Linked into a program rather than loaded as the DLL (the orv tool), no
+  // DllMain runs: the program's own module holds the string table then.
+  return moduleHandle != kNullHandle ? moduleHandle : reinterpret_cast<Handle>(GetModuleHandleA(nullptr));
+}
 
 void setSelfModule(Handle module) { moduleHandle = module; }
 
@@ -35,7 +39,7 @@ uint32_t executablePath(char *buffer, uint32_t size) {
 }
 
 int loadString(uint32_t id, char *buffer, int size) {
-  return LoadStringA(reinterpret_cast<HINSTANCE>(moduleHandle), id, buffer, size);
+  return LoadStringA(reinterpret_cast<HINSTANCE>(selfModule()), id, buffer, size);
 }
 
 uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,

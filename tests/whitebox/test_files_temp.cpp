@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/files/temp_admin.h"
 #include "orvane/files.h"
 #include "orvane/frame.h"
 #include "support/test_support.h"
@@ -71,8 +72,8 @@ TEST_F(FilesTest, ATemporaryFileIsMadeUnderAGeneratedNameInTheFirstDirectory) {
   EXPECT_EQ(0u, f->tempIndex);
   EXPECT_NE(0u, f->openFlags & ORV_FILE_TEMPORARY);
   EXPECT_NE(0u, f->modeBits & 0x100u);
-  EXPECT_EQ(tempDir_, std::string(orvFileTempDirectory(0)));
-  EXPECT_EQ(nullptr, orvFileTempDirectory(1));
+  EXPECT_EQ(tempDir_, std::string(files::admin::tempDirectory(0)));
+  EXPECT_EQ(nullptr, files::admin::tempDirectory(1));
   EXPECT_EQ(1, orvFileClose(f, ORV_FILE_CLOSE_DELETE));
   EXPECT_FALSE(testsupport::fileExists(name));
   orvMemoryFreeFunc(name);
@@ -262,10 +263,10 @@ TEST_F(TempSettingsTest, TempFileDirsGivesTheListInOrderWithoutMissingParts) {
   testsupport::setEnv("TEMPFILEDIRS", a + ";" + missing("gone") + ";" + b);
   testsupport::setEnv("Temporary", sub("t"));
   start();
-  EXPECT_EQ(a, std::string(orvFileTempDirectory(0)));
-  EXPECT_EQ(b, std::string(orvFileTempDirectory(1)));
-  EXPECT_EQ(nullptr, orvFileTempDirectory(2));
-  EXPECT_EQ(nullptr, orvFileTempDirectory(-1));
+  EXPECT_EQ(a, std::string(files::admin::tempDirectory(0)));
+  EXPECT_EQ(b, std::string(files::admin::tempDirectory(1)));
+  EXPECT_EQ(nullptr, files::admin::tempDirectory(2));
+  EXPECT_EQ(nullptr, files::admin::tempDirectory(-1));
 }
 
 TEST_F(TempSettingsTest, WithTempFileDirsNamingOnlyMissingDirectoriesTemporaryIsConsultedNext) {
@@ -274,7 +275,7 @@ TEST_F(TempSettingsTest, WithTempFileDirsNamingOnlyMissingDirectoriesTemporaryIs
   testsupport::setEnv("Temporary", t);
   testsupport::setEnv("TEMP", sub("temp"));
   start();
-  EXPECT_EQ(t, std::string(orvFileTempDirectory(0)));
+  EXPECT_EQ(t, std::string(files::admin::tempDirectory(0)));
   orvFile *f = makeTemp();
   ASSERT_NE(nullptr, f);
   EXPECT_TRUE(startsWith(f->name, t + testsupport::kSep));
@@ -286,7 +287,7 @@ TEST_F(TempSettingsTest, TempIsConsultedThird) {
   testsupport::setEnv("Temporary", missing("nothing"));
   testsupport::setEnv("TEMP", temp);
   start();
-  EXPECT_EQ(temp, std::string(orvFileTempDirectory(0)));
+  EXPECT_EQ(temp, std::string(files::admin::tempDirectory(0)));
 }
 
 #if !defined(_WIN32)
@@ -294,7 +295,7 @@ TEST_F(TempSettingsTest, OnPosixTmpdirComesAfterTemp) {
   std::string tmpdir = sub("tmpdir");
   testsupport::setEnv("TMPDIR", tmpdir);
   start();
-  EXPECT_EQ(tmpdir, std::string(orvFileTempDirectory(0)));
+  EXPECT_EQ(tmpdir, std::string(files::admin::tempDirectory(0)));
 }
 #endif
 
@@ -304,10 +305,10 @@ TEST_F(TempSettingsTest, WithoutSettingsTheCurrentDirectoryIsTaken) {
 #endif
   start();
   EXPECT_EQ(std::filesystem::path(std::filesystem::current_path()),
-            std::filesystem::path(orvFileTempDirectory(0)));
-  EXPECT_EQ(nullptr, orvFileTempDirectory(1));
-  EXPECT_EQ(nullptr, orvFileTempRegistryPath());
-  EXPECT_EQ(1800u, orvFileTempTimeout());
+            std::filesystem::path(files::admin::tempDirectory(0)));
+  EXPECT_EQ(nullptr, files::admin::tempDirectory(1));
+  EXPECT_EQ(nullptr, files::admin::tempRegistryPath());
+  EXPECT_EQ(1800u, files::admin::tempTimeout());
 }
 
 TEST_F(TempSettingsTest, ARegistryInAMissingDirectoryMakesStartUpFailWith1200) {
@@ -322,20 +323,20 @@ TEST_F(TempSettingsTest, TempFileTimeoutOf10GivesATimeoutOf30Seconds) {
   testsupport::setEnv("TEMPFILEREGISTRY", missing("registry"));
   testsupport::setEnv("TEMPFILETIMEOUT", "10");
   start();
-  EXPECT_EQ(30u, orvFileTempTimeout());
-  EXPECT_EQ(missing("registry"), std::string(orvFileTempRegistryPath()));
+  EXPECT_EQ(30u, files::admin::tempTimeout());
+  EXPECT_EQ(missing("registry"), std::string(files::admin::tempRegistryPath()));
 }
 
 TEST_F(TempSettingsTest, TheTimeoutDefaultsTo1800AndTakesLargerValues) {
   testsupport::setEnv("TEMPFILEDIRS", sub("d"));
   testsupport::setEnv("TEMPFILEREGISTRY", missing("registry"));
   start();
-  EXPECT_EQ(1800u, orvFileTempTimeout());
+  EXPECT_EQ(1800u, files::admin::tempTimeout());
   servicesProcessTerminate(0);
   started_ = false;
   testsupport::setEnv("TEMPFILETIMEOUT", "45");
   start();
-  EXPECT_EQ(45u, orvFileTempTimeout());
+  EXPECT_EQ(45u, files::admin::tempTimeout());
 }
 
 // --- The registry --------------------------------------------------------------------
@@ -439,7 +440,7 @@ TEST_F(RegistryTest, ShutDownRemovesTheLinesOfFilesStillOpen) {
 TEST_F(RegistryTest, TheListShowsTheLines) {
   orvFile *f = makeTemp();
   ASSERT_NE(nullptr, f);
-  char *text = orvFileTempRegistryList();
+  char *text = files::admin::tempRegistryList();
   ASSERT_NE(nullptr, text);
   EXPECT_EQ(std::string(f->name) + ";", std::string(text).substr(0, strlen(f->name) + 1));
   EXPECT_EQ('\n', text[strlen(text) - 1]);
@@ -456,10 +457,10 @@ TEST_F(RegistryTest, APassDeletesTheOldFileOfAnotherProcessAndDropsItsLineOnTheN
   std::string foreign = path("foreign");
   testsupport::writeFile(foreign, "left behind");
   filestest::writeRegistry(registry_, {foreign + ";" + std::to_string(now - 100)});
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   EXPECT_FALSE(testsupport::fileExists(foreign));
   ASSERT_EQ(1u, lines().size());  // the line stays until the file is found gone
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   EXPECT_TRUE(lines().empty());
 }
 
@@ -472,7 +473,7 @@ TEST_F(RegistryTest, YoungLinesOfOtherProcessesAreLeftAlone) {
   std::string foreign = path("young");
   testsupport::writeFile(foreign, "in use");
   filestest::writeRegistry(registry_, {foreign + ";" + std::to_string(now - 5)});
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   EXPECT_TRUE(testsupport::fileExists(foreign));
   EXPECT_EQ(1u, lines().size());
 }
@@ -491,7 +492,7 @@ TEST_F(RegistryTest, CuttingAGoneFilesLineAlsoDropsTheYoungLinesBeforeIt) {
   filestest::writeRegistry(registry_,
                            {young1 + ";" + std::to_string(now), gone + ";" + std::to_string(now - 100),
                             young2 + ";" + std::to_string(now)});
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   std::vector<std::string> l = lines();
   ASSERT_EQ(1u, l.size());
   EXPECT_EQ(young2, pathOf(l[0]));
@@ -507,7 +508,7 @@ TEST_F(RegistryTest, APassRefreshesTheStampsOfThisProcesssFiles) {
   uint32_t now = filestest::stampNow();
   uint32_t old = now >= 1000 ? now - 1000 : now + 85400;
   filestest::writeRegistry(registry_, {std::string(f->name) + ";" + std::to_string(old)});
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   std::vector<std::string> l = lines();
   ASSERT_EQ(1u, l.size());
   EXPECT_TRUE(testsupport::fileExists(f->name));
@@ -525,7 +526,7 @@ TEST_F(RegistryTest, AStampAheadOfTheClockCountsAsTakenBeforeMidnight) {
   std::string foreign = path("ahead");
   testsupport::writeFile(foreign, "x");
   filestest::writeRegistry(registry_, {foreign + ";" + std::to_string(now + 100)});
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   EXPECT_FALSE(testsupport::fileExists(foreign));  // about a day old
 }
 
@@ -534,13 +535,13 @@ TEST_F(RegistryTest, LinesThatAreNotRegistryLinesAreCutWithoutDeletingAnything) 
   std::string file = path("named");
   testsupport::writeFile(file, "x");
   filestest::writeRegistry(registry_, {file, "", file + ";12ab"});
-  ASSERT_EQ(1, orvFileTempCleanup());
+  ASSERT_EQ(1, files::admin::tempCleanupPass());
   EXPECT_TRUE(lines().empty());
   EXPECT_TRUE(testsupport::fileExists(file));
 }
 
 TEST_F(FilesTest, WithoutARegistryTheMaintenanceCallsDoNothing) {
-  EXPECT_EQ(nullptr, orvFileTempRegistryPath());
-  EXPECT_EQ(nullptr, orvFileTempRegistryList());
-  EXPECT_EQ(0, orvFileTempCleanup());
+  EXPECT_EQ(nullptr, files::admin::tempRegistryPath());
+  EXPECT_EQ(nullptr, files::admin::tempRegistryList());
+  EXPECT_EQ(0, files::admin::tempCleanupPass());
 }
