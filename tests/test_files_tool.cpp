@@ -11,45 +11,7 @@
 #include "support/test_support.h"
 #include "test_files_support.h"
 
-#if !defined(_WIN32)
-#include <sys/wait.h>
-#endif
-
 namespace {
-
-// Runs the orv tool beside the test programs; its standard output, or
-// "<no orv>" when the build has no tool.
-std::string runOrv(const std::string &arguments, int *status) {
-  std::string exe = testsupport::executablePath();
-  std::string dir = exe.substr(0, exe.find_last_of(testsupport::kSep) + 1);
-#if defined(_WIN32)
-  std::string orv = dir + "orv.exe";
-#else
-  std::string orv = dir + "orv";
-#endif
-  if (!testsupport::fileExists(orv)) {
-    return "<no orv>";
-  }
-#if defined(_WIN32)
-  FILE *pipe = _popen(("\"\"" + orv + "\" " + arguments + "\"").c_str(), "r");
-#else
-  FILE *pipe = popen(("'" + orv + "' " + arguments).c_str(), "r");
-#endif
-  std::string out;
-  char chunk[512];
-  size_t n;
-  while (pipe != nullptr && (n = fread(chunk, 1, sizeof chunk, pipe)) > 0) {
-    out.append(chunk, n);
-  }
-#if defined(_WIN32)
-  int rc = pipe != nullptr ? _pclose(pipe) : -1;
-#else
-  int rc = pipe != nullptr ? pclose(pipe) : -1;
-  rc = rc >= 0 && WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-#endif
-  *status = rc;
-  return out;
-}
 
 class OrvTempFiles : public ::testing::Test {
  protected:
@@ -77,7 +39,7 @@ class OrvTempFiles : public ::testing::Test {
 
 TEST_F(OrvTempFiles, InfoReportsTheDirectoriesTheRegistryAndTheTimeout) {
   int status = 0;
-  std::string out = runOrv("info", &status);
+  std::string out = testsupport::runOrv("info", &status);
   if (out == "<no orv>") {
     GTEST_SKIP() << "the build has no orv tool";
   }
@@ -99,7 +61,7 @@ TEST_F(OrvTempFiles, ListShowsTheLinesAndCleanRunsOnePass) {
   filestest::writeRegistry(registry_,
                            {young + ";" + std::to_string(now), old + ";" + std::to_string(now - 100)});
   int status = 0;
-  std::string out = runOrv("tempfiles list", &status);
+  std::string out = testsupport::runOrv("tempfiles list", &status);
   if (out == "<no orv>") {
     GTEST_SKIP() << "the build has no orv tool";
   }
@@ -107,14 +69,14 @@ TEST_F(OrvTempFiles, ListShowsTheLinesAndCleanRunsOnePass) {
   EXPECT_NE(std::string::npos, out.find(young + "  stamp " + std::to_string(now))) << out;
   // One pass deletes the old file, the next drops its line (the tool's own
   // clean-up thread may add passes of its own at start-up).
-  out = runOrv("tempfiles clean", &status);
+  out = testsupport::runOrv("tempfiles clean", &status);
   EXPECT_EQ(0, status) << out;
   EXPECT_NE(std::string::npos, out.find("clean-up pass done")) << out;
   EXPECT_FALSE(testsupport::fileExists(old));
-  out = runOrv("tempfiles clean", &status);
+  out = testsupport::runOrv("tempfiles clean", &status);
   EXPECT_EQ(0, status) << out;
   EXPECT_TRUE(testsupport::fileExists(young));
-  out = runOrv("tempfiles list", &status);
+  out = testsupport::runOrv("tempfiles list", &status);
   EXPECT_EQ(0, status) << out;
   EXPECT_EQ(std::string::npos, out.find(old)) << out;
 }
@@ -122,11 +84,11 @@ TEST_F(OrvTempFiles, ListShowsTheLinesAndCleanRunsOnePass) {
 TEST_F(OrvTempFiles, WithoutARegistryTheCommandsFail) {
   testsupport::unsetEnv("TEMPFILEREGISTRY");
   int status = 0;
-  std::string out = runOrv("tempfiles list", &status);
+  std::string out = testsupport::runOrv("tempfiles list", &status);
   if (out == "<no orv>") {
     GTEST_SKIP() << "the build has no orv tool";
   }
   EXPECT_EQ(1, status);
-  out = runOrv("tempfiles bogus", &status);
+  out = testsupport::runOrv("tempfiles bogus", &status);
   EXPECT_EQ(2, status);
 }

@@ -381,56 +381,16 @@ TEST_F(NlsTable, TheLineCounterIsNotResetBetweenReads) {
 
 // --- orv nls check ------------------------------------------------------------------------
 
-namespace {
-
-// Runs the orv tool beside the test programs; its standard output, or
-// "<no orv>" when the build has no tool.
-std::string runOrv(const std::string &arguments, int *status) {
-  std::string exe = testsupport::executablePath();
-  std::string dir = exe.substr(0, exe.find_last_of(testsupport::kSep) + 1);
-#if defined(_WIN32)
-  std::string orv = dir + "orv.exe";
-#else
-  std::string orv = dir + "orv";
-#endif
-  if (!testsupport::fileExists(orv)) {
-    return "<no orv>";
-  }
-#if defined(_WIN32)
-  // cmd.exe drops the outermost pair of quotes: one more pair keeps the
-  // quoted program and arguments as they are.
-  FILE *pipe = _popen(("\"\"" + orv + "\" " + arguments + "\"").c_str(), "r");
-#else
-  FILE *pipe = popen(("'" + orv + "' " + arguments).c_str(), "r");
-#endif
-  std::string out;
-  char chunk[512];
-  size_t n;
-  while (pipe != nullptr && (n = fread(chunk, 1, sizeof chunk, pipe)) > 0) {
-    out.append(chunk, n);
-  }
-#if defined(_WIN32)
-  int rc = pipe != nullptr ? _pclose(pipe) : -1;
-#else
-  int rc = pipe != nullptr ? pclose(pipe) : -1;
-  rc = rc >= 0 && WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-#endif
-  *status = rc;
-  return out;
-}
-
-}  // namespace
-
 TEST_F(NlsTable, OrvNlsCheckReportsTheFirstErrorAndItsLine) {
   TableFile table(minimalRows() + "# two\nCHARMAP mine AS sbSpare1\n1 2 3\nEND\n");
   int status = 0;
-  std::string out = runOrv("nls check \"" + table.path() + "\"", &status);
+  std::string out = testsupport::runOrv("nls check \"" + table.path() + "\"", &status);
   if (out == "<no orv>") {
     GTEST_SKIP() << "the build has no orv tool";
   }
   EXPECT_EQ(1, status);
   EXPECT_NE(std::string::npos, out.find("error 6 at line 5")) << out;
-  out = runOrv("nls check \"" + nlstest::shippedTable() + "\"", &status);
+  out = testsupport::runOrv("nls check \"" + nlstest::shippedTable() + "\"", &status);
   EXPECT_EQ(0, status) << out;
   EXPECT_NE(std::string::npos, out.find("definition s-jis")) << out;
 }

@@ -11,6 +11,7 @@
 #if defined(_WIN32)
 #include <windows.h>
 #else
+#include <sys/wait.h>
 #include <unistd.h>
 #endif
 
@@ -131,6 +132,42 @@ void unsetEnv(const std::string &name) {
 #else
   unsetenv(name.c_str());
 #endif
+}
+
+// Runs the orv tool beside the test programs; its standard output, or
+// "<no orv>" when the build has no tool.
+std::string runOrv(const std::string &arguments, int *status) {
+  std::string exe = testsupport::executablePath();
+  std::string dir = exe.substr(0, exe.find_last_of(testsupport::kSep) + 1);
+#if defined(_WIN32)
+  std::string orv = dir + "orv.exe";
+#else
+  std::string orv = dir + "orv";
+#endif
+  if (!testsupport::fileExists(orv)) {
+    return "<no orv>";
+  }
+#if defined(_WIN32)
+  // cmd.exe drops the outermost pair of quotes: one more pair keeps the
+  // quoted program and arguments as they are.
+  FILE *pipe = _popen(("\"\"" + orv + "\" " + arguments + "\"").c_str(), "r");
+#else
+  FILE *pipe = popen(("'" + orv + "' " + arguments).c_str(), "r");
+#endif
+  std::string out;
+  char chunk[512];
+  size_t n;
+  while (pipe != nullptr && (n = fread(chunk, 1, sizeof chunk, pipe)) > 0) {
+    out.append(chunk, n);
+  }
+#if defined(_WIN32)
+  int rc = pipe != nullptr ? _pclose(pipe) : -1;
+#else
+  int rc = pipe != nullptr ? pclose(pipe) : -1;
+  rc = rc >= 0 && WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+#endif
+  *status = rc;
+  return out;
 }
 
 }  // namespace testsupport

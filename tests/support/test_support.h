@@ -41,6 +41,12 @@ std::string executablePath();
 void setEnv(const std::string &name, const std::string &value);
 void unsetEnv(const std::string &name);
 
+// Runs the orv tool that lies beside the test programs with arguments
+// (already quoted as a shell would need them); returns its standard output
+// and stores its exit status, or returns "<no orv>" when the build has no
+// tool.
+std::string runOrv(const std::string &arguments, int *status);
+
 }  // namespace testsupport
 
 #endif
