@@ -326,9 +326,15 @@ TEST_F(PosixFiles, AFileLockedByAnotherProcessKeepsTheRegistryWaiting) {
   fflush(nullptr);
   pid_t pid = fork();
   if (pid == 0) {
-    pal::Handle h = pal::createFileA(registry.c_str(), pal::kGenericRead | pal::kGenericWrite, 3,
-                                     pal::kOpenAlways, pal::kFileAttributeNormal);
-    char c = pal::lockFile(h, 0, 0, 0xFFFFFFFFu, 0xFFFFFFFFu) ? 'L' : 'F';
+    // The parent runs the clean-up thread, so the child of this fork may
+    // only make system calls: a lock another thread held at the fork would
+    // never be released here. An open-file-description lock of the whole
+    // file is what LockFile takes.
+    int fd = ::open(registry.c_str(), O_RDWR | O_CREAT, 0644);
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    char c = fd >= 0 && fcntl(fd, F_OFD_SETLK, &whole) == 0 ? 'L' : 'F';
     (void)!write(toParent[1], &c, 1);
     (void)!read(toChild[0], &c, 1);
     usleep(300000);
