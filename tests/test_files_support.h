@@ -262,26 +262,7 @@ inline bool waitForFile(const std::string &path, int milliseconds = 60000) {
 }
 
 #if !defined(_WIN32)
-// Runs body in a forked child; its result, or -1 when it died of a signal.
-inline int runInChild(const std::function<int()> &body) {
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    int code = 99;
-    try {
-      code = body();
-    } catch (...) {
-    }
-    _exit(code);
-  }
-  if (pid < 0) {
-    return -2;
-  }
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using testsupport::runInChild;
 #endif
 
 }  // namespace filestest

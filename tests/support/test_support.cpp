@@ -170,4 +170,26 @@ std::string runOrv(const std::string &arguments, int *status) {
   return out;
 }
 
+#if !defined(_WIN32)
+int runInChild(const std::function<int()> &body) {
+  fflush(nullptr);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int code = 99;
+    try {
+      code = body();
+    } catch (...) {
+    }
+    _exit(code);
+  }
+  if (pid < 0) {
+    return -2;
+  }
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+#endif
+
 }  // namespace testsupport

@@ -3,6 +3,7 @@
 #ifndef ORVANE_TESTS_SUPPORT_H
 #define ORVANE_TESTS_SUPPORT_H
 
+#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -46,6 +47,14 @@ void unsetEnv(const std::string &name);
 // and stores its exit status, or returns "<no orv>" when the build has no
 // tool.
 std::string runOrv(const std::string &arguments, int *status);
+
+#if !defined(_WIN32)
+// Runs body in a forked child and returns its exit status (body's result),
+// -1 when the child died of a signal, -2 when no child could be made. The
+// child may call into the library only when no library thread runs in this
+// process: a lock held by another thread at the fork is never released there.
+int runInChild(const std::function<int()> &body);
+#endif
 
 }  // namespace testsupport
 

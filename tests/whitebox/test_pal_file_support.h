@@ -99,27 +99,7 @@ inline uint64_t fileSize(pal::Handle file) {
 }
 
 #if !defined(_WIN32)
-// Runs body in a forked child and returns its exit status (body's result),
-// or -1 when the child died of a signal.
-inline int runInChild(const std::function<int()> &body) {
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    int code = 99;
-    try {
-      code = body();
-    } catch (...) {
-    }
-    _exit(code);
-  }
-  if (pid < 0) {
-    return -2;
-  }
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using testsupport::runInChild;
 #endif
 
 }  // namespace paltest

@@ -105,6 +105,16 @@ Handle insertObject(KernelObject *object) {
   return encode(index, generation);
 }
 
+Handle insertOrRelease(KernelObject *object) {
+  Handle handle = insertObject(object);
+  if (handle == kNullHandle) {
+    object->release();
+    discardObject(object);
+    setLastError(kErrorNotEnoughMemory);
+  }
+  return handle;
+}
+
 bool closeObject(Handle handle) {
   uint32_t index;
   uintptr_t generation;

@@ -59,6 +59,11 @@ Handle insertObject(KernelObject *object);
 // Gives an object that never got a handle back to its kind's pool.
 void discardObject(KernelObject *object);
 
+// insertObject for an object that already holds resources: when the table
+// is full, the object's release() runs, its storage goes back to the pool,
+// and the result is kNullHandle with last error 8.
+Handle insertOrRelease(KernelObject *object);
+
 // The table's slots, for the inline lookup below.
 namespace detail {
 

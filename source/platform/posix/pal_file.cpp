@@ -361,11 +361,8 @@ Handle insertFile(int fd, bool canRead, bool canWrite, bool ownsDescriptor, uint
     setLastError(kErrorNotEnoughMemory);
     return kNullHandle;
   }
-  Handle handle = posix::insertObject(object);
+  Handle handle = posix::insertOrRelease(object);
   if (handle == kNullHandle) {
-    object->release();
-    posix::discardObject(object);
-    setLastError(kErrorNotEnoughMemory);
     return kNullHandle;
   }
   file->setOwner(handle);

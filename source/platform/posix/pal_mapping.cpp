@@ -340,11 +340,8 @@ Handle createFileMappingA(Handle file, uint32_t protect, uint32_t maximumSizeHig
     setLastError(kErrorNotEnoughMemory);
     return kNullHandle;
   }
-  Handle handle = posix::insertObject(object);
+  Handle handle = posix::insertOrRelease(object);
   if (handle == kNullHandle) {
-    object->release();
-    posix::discardObject(object);
-    setLastError(kErrorNotEnoughMemory);
     return kNullHandle;
   }
   setLastError(kErrorSuccess);
