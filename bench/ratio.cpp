@@ -11,13 +11,17 @@ namespace benchratio {
 
 namespace {
 
-// Records each run's time per iteration beside the normal console output.
+// Records each run's time per iteration, and its counters as
+// "<name>@<counter>", beside the normal console output.
 class RecordingReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run> &runs) override {
     for (const Run &run : runs) {
       if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
         times[run.benchmark_name()] = run.GetAdjustedRealTime();
+        for (const auto &counter : run.counters) {
+          times[run.benchmark_name() + "@" + counter.first] = counter.second.value;
+        }
       }
     }
     ConsoleReporter::ReportRuns(runs);

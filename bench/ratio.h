@@ -1,6 +1,8 @@
 // Ratio reporting for benchmarks: each program names pairs of benchmarks
 // (ours, peer) and, after the run, prints ours/peer for each pair from the
-// measured real time per iteration. A ratio below 1.0 means ours is faster.
+// measured real time per iteration, or from two counters of one benchmark
+// named "<benchmark>@<counter>" (for benchmarks that interleave ours and the
+// peer's passes). A ratio below 1.0 means ours is faster.
 #ifndef ORVANE_BENCH_RATIO_H
 #define ORVANE_BENCH_RATIO_H
 
@@ -10,7 +12,7 @@
 namespace benchratio {
 
 struct Pair {
-  std::string ours;  // benchmark name (as reported, arguments included)
+  std::string ours;  // benchmark name (as reported, arguments included), or name@counter
   std::string peer;
   double limit;  // the ratio the pair must not exceed; 0 for none
 };

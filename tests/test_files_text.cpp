@@ -77,6 +77,36 @@ TEST_F(FilesTest, BinaryModeGetcKeepsCrLf) {
   orvFileClose(f, 0);
 }
 
+TEST_F(FilesTest, BinaryModeGetcReturnsEveryByteValue) {
+  std::string data;
+  for (int round = 0; round < 40; ++round) {  // past several buffer fills
+    for (int b = 0; b < 256; ++b) {
+      data += static_cast<char>(b);
+    }
+  }
+  orvFile *f = create("allbytes", data, ORV_FILE_READ);
+  ASSERT_NE(nullptr, f);
+  EXPECT_EQ(data, getAll(f));
+  orvFileClose(f, 0);
+}
+
+TEST_F(FilesTest, TextModeGetcPassesEveryByteButCrAndCtrlZ) {
+  std::string data;
+  for (int round = 0; round < 40; ++round) {
+    for (int b = 0; b < 256; ++b) {
+      if (b != '\r' && b != 26) {
+        data += static_cast<char>(b);
+      }
+    }
+  }
+  data += "\r\n\x1atail";
+  orvFile *f = create("textbytes", data, kText);
+  ASSERT_NE(nullptr, f);
+  std::string expected = data.substr(0, data.size() - 7) + "\n";
+  EXPECT_EQ(expected, getAll(f));
+  orvFileClose(f, 0);
+}
+
 TEST_F(FilesTest, ReadMovesTextBytesAsTheyAre) {
   orvFile *f = create("readtext", "a\r\nb", kText);
   ASSERT_NE(nullptr, f);

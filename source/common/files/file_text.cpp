@@ -3,6 +3,8 @@
 // orvFileRead and orvFileWrite move bytes as they are.
 #include <string.h>
 
+#include <array>
+
 #include "common/files/file_internal.h"
 
 using files::ChainLock;
@@ -12,10 +14,15 @@ namespace {
 constexpr uint8_t kCR = 13;
 constexpr uint8_t kLF = 10;
 
-// CR and Ctrl-Z, the bytes that text mode reads specially.
-inline bool isTextControl(uint8_t c) {
-  return (c < 32) & ((((1u << kCR) | (1u << files::kCtrlZ)) >> (c & 31u)) & 1u);
-}
+// CR and Ctrl-Z, the bytes that text mode reads specially, as a table:
+// ORV_FILE_TEXT at those bytes, so that one AND with the open flags tells
+// whether a byte needs text-mode handling.
+constexpr auto kTextModeSpecial = [] {
+  std::array<uint8_t, 256> table{};
+  table[kCR] = ORV_FILE_TEXT;
+  table[files::kCtrlZ] = ORV_FILE_TEXT;
+  return table;
+}();
 
 // The next byte, or ORV_FILE_EOF. A lone record with bytes in its buffer is
 // served from it directly, with the same Ctrl-Z rule as a read.
@@ -82,7 +89,9 @@ bool putCharacter(orvFile *file, int character) {
 
 // orvFileGetc past its fast path: checked, locked, through the chain.
 [[gnu::noinline]] uint16_t getcLocked(orvFile *file) {
-  if (!files::checkRecord(file)) {
+  // checkRecord rejects a null record and records the error; the second
+  // test only says so to the static analyser.
+  if (!files::checkRecord(file) || file == nullptr) {
     return ORV_FILE_EOF;
   }
   ChainLock lock(file);
@@ -99,12 +108,20 @@ extern "C" {
 ORV_API uint16_t orvFileGetc(orvFile *file) {
   // A lone, unlocked record with the next byte in its buffer, a byte that
   // needs no translation. (A buffer of written bytes has its position at its
-  // end, so the position test also keeps it out.)
-  if (files::isPlainRecord(file) && file->bufPos < file->bufCount) {
-    uint8_t c = file->buffer[file->bufPos];
-    if ((file->openFlags & ORV_FILE_TEXT) == 0 || (file->eofSeen == 0 && c != files::kCtrlZ && c != kCR)) {
-      ++file->bufPos;
-      return c;
+  // end, so the position test also keeps it out; the Ctrl-Z flag is only
+  // ever set in text mode.) The record tests are combined with bitwise
+  // operators so that the common case takes few branches.
+  if (file != nullptr) {
+    const uintptr_t notPlain = static_cast<uintptr_t>(file->magic ^ ORV_FILE_MAGIC) |
+                               (files::loadLockState(file) & files::kLockThreadSafe) | file->eofSeen |
+                               reinterpret_cast<uintptr_t>(file->next);
+    const uint32_t pos = file->bufPos;
+    if (notPlain == 0 && pos < file->bufCount) {
+      const uint8_t c = file->buffer[pos];
+      if ((kTextModeSpecial[c] & file->openFlags) == 0) {
+        file->bufPos = pos + 1;
+        return c;
+      }
     }
   }
   return getcLocked(file);
