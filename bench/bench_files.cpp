@@ -152,114 +152,161 @@ std::vector<char> recordOf(size_t size) {
   return r;
 }
 
-// --- Records through the layer and through its peers ---------------------------------
+// --- Interleaved comparisons ----------------------------------------------------------
+//
+// Ours and the peer do the same work on the same files, and the kernel's
+// share of it (page cache, write-back, page faults) varies with what else
+// the machine does. Two benchmarks run one after the other meet different
+// conditions; so each comparison makes one pass of ours and one of the
+// peer's per iteration, alternating which goes first, and reports the
+// median pass of each as the counters "<name>_ms". The ratio is taken
+// between the two medians.
 
-void orvWriteRead(benchmark::State &state, size_t record) {
+// One pass: its seconds of the thread's processor time, or a negative value
+// when it failed.
+using Pass = double (*)(size_t record);
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  size_t n = values.size();
+  if (n == 0) {
+    return 0;
+  }
+  return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+void interleave(benchmark::State &state, const char *oursName, Pass ours, const char *peerName, Pass peer,
+                size_t record, int64_t bytesPerPass) {
   quiet();
   Services services;
   if (!services.ok(state)) {
     return;
   }
+  std::vector<double> oursTimes;
+  std::vector<double> peerTimes;
+  bool oursFirst = true;
+  for (auto _ : state) {
+    double o = oursFirst ? ours(record) : 0;
+    double p = peer(record);
+    if (!oursFirst) {
+      o = ours(record);
+    }
+    oursFirst = !oursFirst;
+    if (o < 0 || p < 0) {
+      state.SkipWithError("a pass failed");
+      break;
+    }
+    oursTimes.push_back(o);
+    peerTimes.push_back(p);
+    state.SetIterationTime(o + p);
+  }
+  state.counters[std::string(oursName) + "_ms"] = median(oursTimes) * 1e3;
+  state.counters[std::string(peerName) + "_ms"] = median(peerTimes) * 1e3;
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * 2 * bytesPerPass);
+}
+
+// Times one pass: the thread's processor time from construction to
+// seconds().
+class PassTimer {
+ public:
+  PassTimer() : start_(threadSeconds()) {}
+  double seconds() const { return threadSeconds() - start_; }
+
+ private:
+  double start_;
+};
+
+// --- Records through the layer and through its peers ---------------------------------
+//
+// Each pass writes 256 MiB to a new file in records, reads it back, closes
+// it, and deletes it untimed (so that no pass pays for the write-back of
+// another's bytes).
+
+double orvRecordsPass(size_t record) {
   std::string path = benchPath("bench_orv.dat");
   std::vector<char> out = recordOf(record);
   std::vector<char> in(record);
-  for (auto _ : state) {
-    IterationTimer timer(state);
-    orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE, ORV_FILE_TAG_PATH,
-                             path.c_str(), ORV_FILE_TAG_END);
-    if (f == nullptr) {
-      state.SkipWithError("open failed");
-      break;
-    }
-    for (size_t done = 0; done < kBig; done += record) {
-      orvFileWrite(f, out.data(), static_cast<uint32_t>(record));
-    }
-    orvFileSeek(f, 0, ORV_FILE_SEEK_SET);
-    size_t got = 0;
-    while (size_t n = orvFileRead(f, in.data(), static_cast<uint32_t>(record))) {
-      got += n;
-    }
-    orvFileClose(f, 0);
-    if (got < kBig) {
-      state.SkipWithError("short read");
-      break;
-    }
+  PassTimer timer;
+  orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE, ORV_FILE_TAG_PATH, path.c_str(),
+                           ORV_FILE_TAG_END);
+  if (f == nullptr) {
+    return -1;
   }
+  for (size_t done = 0; done < kBig; done += record) {
+    orvFileWrite(f, out.data(), static_cast<uint32_t>(record));
+  }
+  orvFileSeek(f, 0, ORV_FILE_SEEK_SET);
+  size_t got = 0;
+  while (size_t n = orvFileRead(f, in.data(), static_cast<uint32_t>(record))) {
+    got += n;
+  }
+  orvFileClose(f, 0);
+  double seconds = timer.seconds();
   remove(path.c_str());
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kBig));
+  return got < kBig ? -1 : seconds;
 }
 
-void stdioWriteRead(benchmark::State &state, size_t record) {
-  quiet();
+double stdioRecordsPass(size_t record) {
   std::string path = benchPath("bench_stdio.dat");
   std::vector<char> out = recordOf(record);
   std::vector<char> in(record);
-  for (auto _ : state) {
-    IterationTimer timer(state);
-    FILE *f = fopen(path.c_str(), "w+b");
-    if (f == nullptr) {
-      state.SkipWithError("open failed");
-      break;
-    }
-    for (size_t done = 0; done < kBig; done += record) {
-      fwrite(out.data(), 1, record, f);
-    }
-    fseek(f, 0, SEEK_SET);
-    size_t got = 0;
-    while (size_t n = fread(in.data(), 1, record, f)) {
-      got += n;
-    }
-    fclose(f);
-    if (got < kBig) {
-      state.SkipWithError("short read");
-      break;
-    }
+  PassTimer timer;
+  FILE *f = fopen(path.c_str(), "w+b");
+  if (f == nullptr) {
+    return -1;
   }
+  for (size_t done = 0; done < kBig; done += record) {
+    fwrite(out.data(), 1, record, f);
+  }
+  fseek(f, 0, SEEK_SET);
+  size_t got = 0;
+  while (size_t n = fread(in.data(), 1, record, f)) {
+    got += n;
+  }
+  fclose(f);
+  double seconds = timer.seconds();
   remove(path.c_str());
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kBig));
+  return got < kBig ? -1 : seconds;
 }
 
-void systemWriteRead(benchmark::State &state, size_t record) {
-  quiet();
+double systemRecordsPass(size_t record) {
   std::string path = benchPath("bench_sys.dat");
   std::vector<char> out = recordOf(record);
   std::vector<char> in(record);
-  for (auto _ : state) {
-    IterationTimer timer(state);
-    int fd = ORV_BENCH_OPEN(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | ORV_BENCH_FLAGS, 0644);
-    if (fd < 0) {
-      state.SkipWithError("open failed");
-      break;
-    }
-    for (size_t done = 0; done < kBig; done += record) {
-      if (ORV_BENCH_WRITE(fd, out.data(), static_cast<unsigned>(record)) < 0) {
-        state.SkipWithError("write failed");
-        break;
-      }
-    }
-    ORV_BENCH_SEEK(fd, 0, SEEK_SET);
-    size_t got = 0;
-    for (;;) {
-      auto n = ORV_BENCH_READ(fd, in.data(), static_cast<unsigned>(record));
-      if (n <= 0) {
-        break;
-      }
-      got += static_cast<size_t>(n);
-    }
-    ORV_BENCH_CLOSE(fd);
-    if (got < kBig) {
-      state.SkipWithError("short read");
+  PassTimer timer;
+  int fd = ORV_BENCH_OPEN(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | ORV_BENCH_FLAGS, 0644);
+  if (fd < 0) {
+    return -1;
+  }
+  for (size_t done = 0; done < kBig; done += record) {
+    if (ORV_BENCH_WRITE(fd, out.data(), static_cast<unsigned>(record)) < 0) {
       break;
     }
   }
+  ORV_BENCH_SEEK(fd, 0, SEEK_SET);
+  size_t got = 0;
+  for (;;) {
+    auto n = ORV_BENCH_READ(fd, in.data(), static_cast<unsigned>(record));
+    if (n <= 0) {
+      break;
+    }
+    got += static_cast<size_t>(n);
+  }
+  ORV_BENCH_CLOSE(fd);
+  double seconds = timer.seconds();
   remove(path.c_str());
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kBig));
+  return got < kBig ? -1 : seconds;
 }
 
-void BM_orvRecords100(benchmark::State &state) { orvWriteRead(state, kSmallRecord); }
-void BM_stdioRecords100(benchmark::State &state) { stdioWriteRead(state, kSmallRecord); }
-void BM_orvRecords64K(benchmark::State &state) { orvWriteRead(state, kLargeRecord); }
-void BM_systemRecords64K(benchmark::State &state) { systemWriteRead(state, kLargeRecord); }
+void BM_records100(benchmark::State &state) {
+  interleave(state, "orvFile", orvRecordsPass, "stdio", stdioRecordsPass, kSmallRecord,
+             static_cast<int64_t>(2 * kBig));
+}
+
+void BM_records64K(benchmark::State &state) {
+  interleave(state, "orvFile", orvRecordsPass, "system", systemRecordsPass, kLargeRecord,
+             static_cast<int64_t>(2 * kBig));
+}
 
 // --- Characters of a text file -----------------------------------------------------------
 
@@ -288,14 +335,13 @@ const std::string &textFile() {
   return path;
 }
 
-// One pass of orvFileGetc over the text file, in seconds of the thread's
-// processor time; 0 when the file does not open.
-double orvGetcPass(const std::string &path) {
-  double start = threadSeconds();
+double orvGetcPass(size_t /*record*/) {
+  const std::string &path = textFile();
+  PassTimer timer;
   orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_TEXT | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH,
                            path.c_str(), ORV_FILE_TAG_END);
   if (f == nullptr) {
-    return 0;
+    return -1;
   }
   uint32_t sum = 0;
   for (uint16_t c = orvFileGetc(f); c != ORV_FILE_EOF; c = orvFileGetc(f)) {
@@ -303,15 +349,15 @@ double orvGetcPass(const std::string &path) {
   }
   benchmark::DoNotOptimize(sum);
   orvFileClose(f, 0);
-  return threadSeconds() - start;
+  return timer.seconds();
 }
 
-// The same with fgetc.
-double stdioFgetcPass(const std::string &path) {
-  double start = threadSeconds();
+double stdioFgetcPass(size_t /*record*/) {
+  const std::string &path = textFile();
+  PassTimer timer;
   FILE *f = fopen(path.c_str(), "r");
   if (f == nullptr) {
-    return 0;
+    return -1;
   }
   uint32_t sum = 0;
   for (int c = fgetc(f); c != EOF; c = fgetc(f)) {
@@ -319,53 +365,12 @@ double stdioFgetcPass(const std::string &path) {
   }
   benchmark::DoNotOptimize(sum);
   fclose(f);
-  return threadSeconds() - start;
+  return timer.seconds();
 }
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  size_t n = values.size();
-  return n == 0 ? 0 : (n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2);
-}
-
-// orvFileGetc against fgetc. Both do the same work per byte (load the
-// position, compare it with the limit, load the byte, store the new
-// position), so single runs differ by a few percent either way with what
-// else the machine does. Each iteration therefore makes one pass of each,
-// in alternating order, and the ratio is taken between the two medians.
-void BM_getcVsFgetc(benchmark::State &state) {
-  quiet();
-  Services services;
-  if (!services.ok(state)) {
-    return;
-  }
-  const std::string &path = textFile();
-  warm(path);
-  std::vector<double> ours;
-  std::vector<double> peer;
-  bool oursFirst = true;
-  for (auto _ : state) {
-    double o = 0;
-    double p = 0;
-    if (oursFirst) {
-      o = orvGetcPass(path);
-      p = stdioFgetcPass(path);
-    } else {
-      p = stdioFgetcPass(path);
-      o = orvGetcPass(path);
-    }
-    oursFirst = !oursFirst;
-    if (o <= 0 || p <= 0) {
-      state.SkipWithError("open failed");
-      break;
-    }
-    ours.push_back(o);
-    peer.push_back(p);
-    state.SetIterationTime(o + p);
-  }
-  state.counters["orvFileGetc_ms"] = median(ours) * 1e3;
-  state.counters["fgetc_ms"] = median(peer) * 1e3;
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(2 * kText));
+void BM_getc(benchmark::State &state) {
+  warm(textFile());
+  interleave(state, "orvFileGetc", orvGetcPass, "fgetc", stdioFgetcPass, 0, static_cast<int64_t>(kText));
 }
 
 // --- A memory map read sequentially -----------------------------------------------------
@@ -392,57 +397,48 @@ uint64_t sumOf(const unsigned char *p, size_t n) {
   return sum;
 }
 
-void BM_orvMapRead(benchmark::State &state) {
-  quiet();
-  Services services;
-  if (!services.ok(state)) {
-    return;
-  }
+double orvMapPass(size_t /*record*/) {
   const std::string &path = bigFile();
-  warm(path);
-  for (auto _ : state) {
-    IterationTimer timer(state);
-    orvFile *f =
-        orvFileOpen(ORV_FILE_READ | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH, path.c_str(), ORV_FILE_TAG_END);
-    orvFileMap *map = f != nullptr ? orvFileMemoryMapCreate(f, 0) : nullptr;
-    const auto *p = map != nullptr
-                        ? static_cast<const unsigned char *>(orvFileMemoryMapOpen(map, 0, 0, 0, kBig))
-                        : nullptr;
-    if (p == nullptr) {
-      state.SkipWithError("map failed");
-      break;
-    }
-    benchmark::DoNotOptimize(sumOf(p, kBig));
-    orvFileMemoryMapDestroy(map);
-    orvFileClose(f, 0);
+  PassTimer timer;
+  orvFile *f =
+      orvFileOpen(ORV_FILE_READ | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH, path.c_str(), ORV_FILE_TAG_END);
+  orvFileMap *map = f != nullptr ? orvFileMemoryMapCreate(f, 0) : nullptr;
+  const auto *p =
+      map != nullptr ? static_cast<const unsigned char *>(orvFileMemoryMapOpen(map, 0, 0, 0, kBig)) : nullptr;
+  if (p == nullptr) {
+    return -1;
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kBig));
+  benchmark::DoNotOptimize(sumOf(p, kBig));
+  orvFileMemoryMapDestroy(map);
+  orvFileClose(f, 0);
+  return timer.seconds();
 }
 
-void BM_systemRead(benchmark::State &state) {
-  quiet();
+double systemReadPass(size_t record) {
   const std::string &path = bigFile();
-  warm(path);
-  std::vector<unsigned char> buffer(kLargeRecord);
-  for (auto _ : state) {
-    IterationTimer timer(state);
-    int fd = ORV_BENCH_OPEN(path.c_str(), O_RDONLY | ORV_BENCH_FLAGS);
-    if (fd < 0) {
-      state.SkipWithError("open failed");
+  std::vector<unsigned char> buffer(record);
+  PassTimer timer;
+  int fd = ORV_BENCH_OPEN(path.c_str(), O_RDONLY | ORV_BENCH_FLAGS);
+  if (fd < 0) {
+    return -1;
+  }
+  uint64_t sum = 0;
+  for (;;) {
+    auto n = ORV_BENCH_READ(fd, buffer.data(), static_cast<unsigned>(buffer.size()));
+    if (n <= 0) {
       break;
     }
-    uint64_t sum = 0;
-    for (;;) {
-      auto n = ORV_BENCH_READ(fd, buffer.data(), static_cast<unsigned>(buffer.size()));
-      if (n <= 0) {
-        break;
-      }
-      sum += sumOf(buffer.data(), static_cast<size_t>(n));
-    }
-    benchmark::DoNotOptimize(sum);
-    ORV_BENCH_CLOSE(fd);
+    sum += sumOf(buffer.data(), static_cast<size_t>(n));
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kBig));
+  benchmark::DoNotOptimize(sum);
+  ORV_BENCH_CLOSE(fd);
+  return timer.seconds();
+}
+
+void BM_mapRead(benchmark::State &state) {
+  warm(bigFile());
+  interleave(state, "orvFileMemoryMap", orvMapPass, "read", systemReadPass, kLargeRecord,
+             static_cast<int64_t>(kBig));
 }
 
 // --- Temporary files ---------------------------------------------------------------------
@@ -507,13 +503,10 @@ void makeAndDelete(benchmark::State &state, bool withRegistry) {
 void BM_tempFiles(benchmark::State &state) { makeAndDelete(state, false); }
 void BM_tempFilesRegistry100(benchmark::State &state) { makeAndDelete(state, true); }
 
-BENCHMARK(BM_orvRecords100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(3);
-BENCHMARK(BM_stdioRecords100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(3);
-BENCHMARK(BM_orvRecords64K)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
-BENCHMARK(BM_systemRecords64K)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
-BENCHMARK(BM_getcVsFgetc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(12);
-BENCHMARK(BM_orvMapRead)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
-BENCHMARK(BM_systemRead)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+BENCHMARK(BM_records100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(4);
+BENCHMARK(BM_records64K)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(12);
+BENCHMARK(BM_getc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(12);
+BENCHMARK(BM_mapRead)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(8);
 BENCHMARK(BM_tempFiles)->Unit(benchmark::kMicrosecond)->UseManualTime();
 BENCHMARK(BM_tempFilesRegistry100)->Unit(benchmark::kMicrosecond)->UseManualTime();
 
@@ -523,14 +516,16 @@ int main(int argc, char **argv) {
   // The data files are made before the first run.
   textFile();
   bigFile();
-  int r = benchratio::runAndReport(
-      argc, argv,
-      {{"BM_orvRecords100/iterations:3/manual_time", "BM_stdioRecords100/iterations:3/manual_time", 1.0},
-       {"BM_orvRecords64K/iterations:5/manual_time", "BM_systemRecords64K/iterations:5/manual_time", 1.1},
-       {"BM_getcVsFgetc/iterations:12/manual_time@orvFileGetc_ms",
-        "BM_getcVsFgetc/iterations:12/manual_time@fgetc_ms", 1.0},
-       {"BM_orvMapRead/iterations:5/manual_time", "BM_systemRead/iterations:5/manual_time", 0},
-       {"BM_tempFilesRegistry100/manual_time", "BM_tempFiles/manual_time", 0}});
+  int r = benchratio::runAndReport(argc, argv,
+                                   {{"BM_records100/iterations:4/manual_time@orvFile_ms",
+                                     "BM_records100/iterations:4/manual_time@stdio_ms", 1.0},
+                                    {"BM_records64K/iterations:12/manual_time@orvFile_ms",
+                                     "BM_records64K/iterations:12/manual_time@system_ms", 1.1},
+                                    {"BM_getc/iterations:12/manual_time@orvFileGetc_ms",
+                                     "BM_getc/iterations:12/manual_time@fgetc_ms", 1.0},
+                                    {"BM_mapRead/iterations:8/manual_time@orvFileMemoryMap_ms",
+                                     "BM_mapRead/iterations:8/manual_time@read_ms", 0},
+                                    {"BM_tempFilesRegistry100/manual_time", "BM_tempFiles/manual_time", 0}});
   remove(benchPath("bench_text.txt").c_str());
   remove(benchPath("bench_big.dat").c_str());
   return r;
