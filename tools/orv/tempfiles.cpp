@@ -10,8 +10,8 @@
 
 #include <string>
 
-#include "orv_commands.h"
 #include "common/files/temp_admin.h"
+#include "orv_commands.h"
 #include "orvane/files.h"
 #include "orvane/frame.h"
 
@@ -62,7 +62,8 @@ int list(uint32_t now) {
     fprintf(stderr, "orv tempfiles: the registry could not be read\n");
     return 1;
   }
-  printf("registry %s (time-out %u seconds)\n", files::admin::tempRegistryPath(), files::admin::tempTimeout());
+  printf("registry %s (time-out %u seconds)\n", files::admin::tempRegistryPath(),
+         files::admin::tempTimeout());
   int lines = 0;
   for (const char *p = text; *p != '\0';) {
     const char *end = strchr(p, '\n');
