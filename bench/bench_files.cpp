@@ -12,7 +12,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -166,15 +165,6 @@ std::vector<char> recordOf(size_t size) {
 // when it failed.
 using Pass = double (*)(size_t record);
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  size_t n = values.size();
-  if (n == 0) {
-    return 0;
-  }
-  return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
 void interleave(benchmark::State &state, const char *oursName, Pass ours, const char *peerName, Pass peer,
                 size_t record, int64_t bytesPerPass) {
   quiet();
@@ -200,8 +190,8 @@ void interleave(benchmark::State &state, const char *oursName, Pass ours, const 
     peerTimes.push_back(p);
     state.SetIterationTime(o + p);
   }
-  state.counters[std::string(oursName) + "_ms"] = median(oursTimes) * 1e3;
-  state.counters[std::string(peerName) + "_ms"] = median(peerTimes) * 1e3;
+  state.counters[std::string(oursName) + "_ms"] = benchratio::median(oursTimes) * 1e3;
+  state.counters[std::string(peerName) + "_ms"] = benchratio::median(peerTimes) * 1e3;
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * 2 * bytesPerPass);
 }
 

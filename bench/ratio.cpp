@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <algorithm>
 #include <map>
 
 #include <benchmark/benchmark.h>
@@ -68,6 +69,15 @@ int runAndReport(int argc, char **argv, const std::vector<Pair> &pairs) {
     }
   }
   return result;
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  size_t n = values.size();
+  if (n == 0) {
+    return 0;
+  }
+  return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 }  // namespace benchratio

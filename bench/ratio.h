@@ -22,6 +22,10 @@ struct Pair {
 // Returns 0, or 1 when a limited pair went over its limit and strict is set.
 int runAndReport(int argc, char **argv, const std::vector<Pair> &pairs);
 
+// The median of a set of measurements (0 for none), for benchmarks that
+// interleave their passes with the peer's and report the median of each.
+double median(std::vector<double> values);
+
 }  // namespace benchratio
 
 #endif
