@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "orv_commands.h"
 #include "common/files/temp_admin.h"
+#include "orv_commands.h"
 #include "orvane/files.h"
 
 namespace orv {

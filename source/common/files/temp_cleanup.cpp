@@ -4,8 +4,8 @@
 // the file layer ends. Also the maintenance calls behind "orv tempfiles".
 #include <stdlib.h>
 
-#include "common/files/temp_admin.h"
 #include "common/files/file_internal.h"
+#include "common/files/temp_admin.h"
 #include "common/files/temp_state.h"
 #include "orvane/sync.h"
 
