@@ -3,9 +3,8 @@
 // The NLS table names Windows locales by their language abbreviation
 // ("enu", "deu", "jpn"). POSIX systems call the same locales en_US, de_DE,
 // ja_JP, with or without a codeset ("de_DE.ISO-8859-1", "ja_JP.UTF-8"), and
-// have only the ones installed; setNumericLocale tries the usual spellings
-// and falls back to "C".
-#include <locale.h>
+// have only the ones installed; the numeric locale's candidates are the
+// usual spellings, with "C" last.
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -143,15 +142,6 @@ std::vector<std::string> numericLocaleCandidates(const char *name, int charSet) 
   }
   addOnce(list, "C");
   return list;
-}
-
-std::string setNumericLocale(const char *name, int charSet) {
-  for (const std::string &candidate : numericLocaleCandidates(name, charSet)) {
-    if (const char *set = setlocale(LC_NUMERIC, candidate.c_str())) {
-      return set;
-    }
-  }
-  return std::string();
 }
 
 std::string currentDirectory() {

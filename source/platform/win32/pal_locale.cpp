@@ -1,9 +1,8 @@
-// Win32 half of the locale services: lstrcmpA, lstrcmpiA, the runtime's
-// setlocale (which understands the Windows language abbreviations itself),
-// GetCurrentDirectoryA and GetFileAttributesA.
+// Win32 half of the locale services: lstrcmpA, lstrcmpiA, the numeric
+// locale's one candidate (the runtime's setlocale understands the Windows
+// language abbreviations itself), GetCurrentDirectoryA and
+// GetFileAttributesA.
 #include <windows.h>
-
-#include <locale.h>
 
 #include "platform/pal_locale.h"
 
@@ -15,15 +14,6 @@ int compareLocaleNoCase(const char *a, const char *b) { return lstrcmpiA(a, b); 
 
 std::vector<std::string> numericLocaleCandidates(const char *name, int /*charSet*/) {
   return {name != nullptr ? name : ""};
-}
-
-std::string setNumericLocale(const char *name, int charSet) {
-  for (const std::string &candidate : numericLocaleCandidates(name, charSet)) {
-    if (const char *set = setlocale(LC_NUMERIC, candidate.c_str())) {
-      return set;
-    }
-  }
-  return std::string();
 }
 
 std::string currentDirectory() {
