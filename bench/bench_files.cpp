@@ -73,16 +73,14 @@ double threadSeconds() {
 #endif
 }
 
-// Times one iteration's work on the thread's processor clock.
-class IterationTimer {
+// Times a piece of work on the thread's processor clock, from construction
+// to seconds().
+class PassTimer {
  public:
-  explicit IterationTimer(benchmark::State &state) : state_(state), start_(threadSeconds()) {}
-  ~IterationTimer() { state_.SetIterationTime(threadSeconds() - start_); }
-  IterationTimer(const IterationTimer &) = delete;
-  IterationTimer &operator=(const IterationTimer &) = delete;
+  PassTimer() : start_(threadSeconds()) {}
+  double seconds() const { return threadSeconds() - start_; }
 
  private:
-  benchmark::State &state_;
   double start_;
 };
 
@@ -194,17 +192,6 @@ void interleave(benchmark::State &state, const char *oursName, Pass ours, const 
   state.counters[std::string(peerName) + "_ms"] = benchratio::median(peerTimes) * 1e3;
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * 2 * bytesPerPass);
 }
-
-// Times one pass: the thread's processor time from construction to
-// seconds().
-class PassTimer {
- public:
-  PassTimer() : start_(threadSeconds()) {}
-  double seconds() const { return threadSeconds() - start_; }
-
- private:
-  double start_;
-};
 
 // --- Records through the layer and through its peers ---------------------------------
 //
@@ -470,16 +457,17 @@ void makeAndDelete(benchmark::State &state, bool withRegistry) {
   }
   Services services;
   for (auto _ : state) {
-    IterationTimer timer(state);
     if (!services.ok(state)) {
       break;
     }
+    PassTimer timer;
     orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_TEMPORARY, ORV_FILE_TAG_END);
     if (f == nullptr) {
       state.SkipWithError("no temporary file");
       break;
     }
     orvFileClose(f, ORV_FILE_CLOSE_DELETE);
+    state.SetIterationTime(timer.seconds());
   }
   unsetVariable("TEMPFILEDIRS");
   if (withRegistry) {
