@@ -495,6 +495,29 @@ TEST_F(SingleByte, RemoveEscapeCountsWhatWasDropped) {
   EXPECT_STREQ("", out);
 }
 
+TEST_F(SingleByte, AddEscapeWithNoRoomCountsEverythingAndWritesNothing) {
+  char out[4] = {'#', '#', '#', '#'};
+  EXPECT_EQ(4, nlsStrAddEscape(out, 0, "a%b", "%", "\\"));
+  EXPECT_EQ('#', out[0]);
+  EXPECT_EQ(4, nlsStrAddEscape(out, -1, "a%b", "%", "\\"));
+  EXPECT_EQ('#', out[0]);
+  EXPECT_EQ(0, nlsStrAddEscape(out, 0, "", "%", "\\"));
+  EXPECT_EQ('#', out[0]);
+}
+
+TEST_F(ShiftJis, RemoveEscapeKeepsTheRoomLeftAfterACharacterThatDidNotFit) {
+  char out[8];
+  memset(out, '#', sizeof out);
+  // Room for 3 bytes: "ab" fits, the two-byte character does not and counts
+  // 1, the escaped "c" still fits in the byte that is left.
+  EXPECT_EQ(1, nlsStrRemoveEscape(out, 4, "ab" HIRA_A "\\c", "\\"));
+  EXPECT_STREQ("abc", out);
+  // Within one segment nothing after the character that did not fit is
+  // copied, even a character that would fit.
+  EXPECT_EQ(2, nlsStrRemoveEscape(out, 4, "ab" HIRA_A "d", "\\"));
+  EXPECT_STREQ("ab", out);
+}
+
 TEST_F(ShiftJis, RemoveEscapeFindsEscapesOnlyOnCharacterBoundaries) {
   char out[16];
   // 0x95 0x5C is one character; its trail byte is no escape.

@@ -1,5 +1,6 @@
 // Settings and dynamic libraries: the settings chain (registry, the profile
 // sections, the environment), the number parse, and loading libraries.
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -331,5 +332,45 @@ TEST(DynamicLibraries, MissingLibrariesAndBadArgumentsGiveNull) {
   void *module = orvDLOpen(libraryWithoutSuffix().c_str());
   ASSERT_NE(nullptr, module);
   EXPECT_EQ(nullptr, orvDLSymbol(module, nullptr));
+  EXPECT_EQ(1, orvDLClose(module));
+}
+
+TEST(DynamicLibraries, MadeUpOrClosedModulesFailWithoutReachingTheLoader) {
+  void *madeUp = reinterpret_cast<void *>(static_cast<uintptr_t>(0x1000));
+  EXPECT_EQ(0, orvDLClose(madeUp));
+  EXPECT_EQ(nullptr, orvDLSymbol(madeUp, "orvHash"));
+#if !defined(_WIN32)
+  // A closed module handle is refused as well. (On Windows a handle stays
+  // the module's address, which the system may still have loaded.)
+  void *module = orvDLOpen(libraryWithoutSuffix().c_str());
+  ASSERT_NE(nullptr, module);
+  EXPECT_EQ(1, orvDLClose(module));
+  EXPECT_EQ(0, orvDLClose(module)) << "closed";
+  EXPECT_EQ(nullptr, orvDLSymbol(module, "orvHash")) << "closed";
+#endif
+}
+
+TEST(DynamicLibraries, LoadingALibraryTwiceCountsTheLoads) {
+  void *first = orvDLOpen(libraryWithoutSuffix().c_str());
+  void *second = orvDLOpen(libraryWithoutSuffix().c_str());
+  ASSERT_NE(nullptr, first);
+  EXPECT_EQ(first, second) << "one module, one handle";
+  EXPECT_EQ(1, orvDLClose(second));
+  EXPECT_NE(nullptr, orvDLSymbol(first, "orvHash")) << "still loaded once";
+  EXPECT_EQ(1, orvDLClose(first));
+#if !defined(_WIN32)
+  EXPECT_EQ(nullptr, orvDLSymbol(first, "orvHash")) << "the last close ends the handle";
+#endif
+}
+
+TEST(DynamicLibraries, ABareNameIsFoundBesideTheProgram) {
+  // The plug-in lies in the test program's directory, which is on no
+  // search path of the system.
+  void *module = orvDLOpen("orvtestplugin");
+  ASSERT_NE(nullptr, module);
+  using AnswerFn = int (*)();
+  auto answer = reinterpret_cast<AnswerFn>(orvDLSymbol(module, "orvTestPluginAnswer"));
+  ASSERT_NE(nullptr, answer);
+  EXPECT_EQ(42, answer());
   EXPECT_EQ(1, orvDLClose(module));
 }

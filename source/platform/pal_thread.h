@@ -19,6 +19,10 @@
 
 #include "platform/pal.h"
 
+#if defined(__GLIBCXX__) && !defined(_WIN32)
+#include <cxxabi.h>
+#endif
+
 #if defined(_WIN32)
 #define PAL_THREAD_CALL __stdcall
 #else
@@ -30,6 +34,19 @@ namespace pal {
 // A thread's start routine (the shape _beginthreadex takes). Returning from
 // it ends the thread with the returned status.
 using ThreadStart = unsigned(PAL_THREAD_CALL *)(void *argument);
+
+// The exception by which the system's own thread API (pthread_exit,
+// pthread_cancel) unwinds a thread to its end. A handler that catches it must
+// throw it on. Where no such unwinding exists the type is never thrown.
+#if defined(__GLIBCXX__) && !defined(_WIN32)
+using ThreadEndUnwind = abi::__forced_unwind;
+#else
+struct ThreadEndUnwind {};
+#endif
+
+// The exit status of a thread that ended through that unwinding, as of one
+// whose start routine let an exception escape.
+constexpr uint32_t kThreadEndUnwindStatus = 0xFFFFFFFFu;
 
 // Creation flag: the thread starts suspended (CREATE_SUSPENDED).
 constexpr uint32_t kCreateSuspended = 4;

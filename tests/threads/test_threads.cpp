@@ -1,8 +1,13 @@
 // Threads: creation, states, exit, join, cancellation, suspension,
 // priorities, call-backs and the printable identifier.
 #include <inttypes.h>
+#include <limits.h>
 #include <stdio.h>
 #include <string.h>
+
+#if !defined(_WIN32)
+#include <pthread.h>
+#endif
 
 #include <atomic>
 #include <mutex>
@@ -479,6 +484,114 @@ TEST(ThreadPriority, OwnPriorityThroughNull) {
   EXPECT_EQ(-3, second);
   EXPECT_EQ(-1, orvThreadAdjustPriority(nullptr, 1)) << "no record";
 }
+
+TEST(ThreadPriority, DeltasAtTheLimitsOfIntClampWithoutWrapping) {
+  Worker w;
+  orvThread *t = create(tickUntilStopped, w, 0);
+  ASSERT_EQ(0, orvThreadAdjustPriority(t, 2));
+  EXPECT_EQ(-3, orvThreadAdjustPriority(t, INT_MAX)) << "2 + INT_MAX clamps to 2";
+  EXPECT_EQ(pal::kPriorityHighest, pal::getThreadPriority(t->handle));
+  EXPECT_EQ(0, orvThreadAdjustPriority(t, INT_MIN));
+  EXPECT_EQ(pal::kPriorityLowest, pal::getThreadPriority(t->handle));
+  EXPECT_EQ(-3, orvThreadAdjustPriority(t, INT_MIN)) << "-2 + INT_MIN clamps to -2";
+  EXPECT_EQ(pal::kPriorityLowest, pal::getThreadPriority(t->handle));
+  EXPECT_EQ(0, orvThreadAdjustPriority(t, INT_MAX));
+  EXPECT_EQ(pal::kPriorityHighest, pal::getThreadPriority(t->handle));
+  w.stop = true;
+  orvThreadContinue(t);
+  orvThreadJoin(t, nullptr);
+  orvThreadDestroy(t);
+}
+
+#if !defined(_WIN32)
+// The kernel id of an ended thread may name another thread or process by
+// now: a late change of the ended thread's priority fails and reaches
+// nobody.
+TEST(ThreadPriority, ChangingTheCurrentPriorityOfAnEndedThreadFails) {
+  Worker w;
+  orvThread *t = create(returnAtOnce, w);
+  uint32_t code = 0;
+  ASSERT_EQ(0, orvThreadJoin(t, &code));
+  EXPECT_EQ(pal::kPriorityNormal, pal::getThreadPriority(t->handle)) << "the last priority stays readable";
+  EXPECT_FALSE(pal::setThreadPriority(t->handle, pal::kPriorityLowest));
+  EXPECT_EQ(static_cast<uint32_t>(pal::kErrorInvalidHandle), pal::getLastError());
+  EXPECT_EQ(-1, orvThreadAdjustPriority(t, 1));
+  EXPECT_EQ(-3, orvThreadAdjustPriority(t, 0)) << "nothing to set";
+  EXPECT_EQ(pal::kPriorityNormal, pal::getThreadPriority(t->handle));
+  orvThreadDestroy(t);
+}
+
+// --- Ends through the system's thread API ---------------------------------------
+
+namespace {
+std::atomic<int> systemEndKeyDestroyed{0};
+void countSystemEndKeyDestroyed(void *) { ++systemEndKeyDestroyed; }
+orvThreadKey *systemEndKey = nullptr;
+int systemEndValue;
+
+void endThroughPthreadExit(void *) {
+  orvThreadSetSpecific(systemEndKey, &systemEndValue);
+  pthread_exit(nullptr);
+}
+
+struct CancelTarget {
+  pthread_t system{};
+  std::atomic<int> running{0};
+};
+
+void waitForCancellation(void *argument) {
+  auto *target = static_cast<CancelTarget *>(argument);
+  orvThreadSetSpecific(systemEndKey, &systemEndValue);
+  target->system = pthread_self();
+  target->running.store(1);
+  for (;;) {
+    pthread_testcancel();
+    sleepMs(1);
+  }
+}
+
+void expectEndedAsFailed(orvThread *t) {
+  uint32_t code = 0;
+  EXPECT_EQ(0, orvThreadJoin(t, &code)) << "the joiner returns";
+  EXPECT_EQ(0xFFFFFFFFu, code);
+  EXPECT_EQ(0xFFFFFFFFu, orvThreadExitStatus(t));
+  EXPECT_EQ(static_cast<int>(ORV_THREAD_NOT_RUNNING), orvThreadState(t));
+  EXPECT_EQ(static_cast<int>(ORV_DEMISE_FAILED), orvThreadAutopsy(t));
+  EXPECT_EQ(1, systemEndKeyDestroyed.load()) << "key destroy routines ran";
+}
+}  // namespace
+
+TEST(ThreadSystemEnd, PthreadExitEndsOnlyTheThreadAsFailed) {
+  systemEndKeyDestroyed = 0;
+  ASSERT_EQ(0, orvThreadKeyCreate(&systemEndKey, countSystemEndKeyDestroyed));
+  std::vector<uint32_t> states;
+  orvThread *t = nullptr;
+  ASSERT_EQ(0, orvThreadCreate(endThroughPthreadExit, nullptr, 0, &t, nullptr));
+  auto record = [](void *env, orvThread *, uint32_t state) {
+    static_cast<std::vector<uint32_t> *>(env)->push_back(state);
+  };
+  orvThreadStateCallback(t, ORV_THREAD_FAILED, &states, record);
+  orvThreadStateCallback(t, ORV_THREAD_NOT_RUNNING, &states, record);
+  orvThreadContinue(t);
+  expectEndedAsFailed(t);
+  EXPECT_EQ((std::vector<uint32_t>{ORV_THREAD_FAILED, ORV_THREAD_NOT_RUNNING}), states);
+  orvThreadDestroy(t);
+  orvThreadKeyDestroy(systemEndKey);
+}
+
+TEST(ThreadSystemEnd, PthreadCancelEndsOnlyTheThreadAsFailed) {
+  systemEndKeyDestroyed = 0;
+  ASSERT_EQ(0, orvThreadKeyCreate(&systemEndKey, countSystemEndKeyDestroyed));
+  CancelTarget target;
+  orvThread *t = nullptr;
+  ASSERT_EQ(0, orvThreadCreate(waitForCancellation, &target, 1, &t, nullptr));
+  ASSERT_TRUE(waitUntil([&] { return target.running.load() == 1; }));
+  ASSERT_EQ(0, pthread_cancel(target.system));
+  expectEndedAsFailed(t);
+  orvThreadDestroy(t);
+  orvThreadKeyDestroy(systemEndKey);
+}
+#endif
 
 // --- Identifier text --------------------------------------------------------------
 

@@ -400,3 +400,53 @@ TEST_F(TraceLines, WithTheTracingSwitchOffSynchronisationCallsAreNotTraced) {
             lines());
   threads::setTracingOn();
 }
+
+namespace {
+
+// The operation names (the first 28 columns) of the lines recorded.
+Lines operationNames(const Lines &all) {
+  Lines names;
+  for (const std::string &line : all) {
+    names.push_back(line.substr(0, std::min<size_t>(line.size(), 28)));
+  }
+  return names;
+}
+
+// Operations on the calling thread, given as null or as the caller's own
+// record.
+void operateOnSelf() {
+  orvThread *self = orvThreadSelf();
+  orvThreadKey *key = nullptr;
+  orvThreadKeyCreate(&key, ignoreValue);
+  orvThreadSetSpecific(key, &keyValue);
+  void *value = nullptr;
+  orvThreadGetSpecific(key, &value);
+  uint32_t watch = 0;
+  orvThreadSetCancel(nullptr, &watch, 0);
+  orvThreadSetCancel(self, nullptr, 0);
+  orvThreadAdjustPriority(nullptr, -1);
+  orvThreadAdjustPriority(self, 1);
+  orvThreadAlive(self);
+  orvThreadKeyDestroy(key);
+}
+
+}  // namespace
+
+TEST_F(TraceLines, OperationsOnTheCallingThreadTraceAlikeWithTheSwitchOnOrOff) {
+  const uint32_t mask = ORV_TRACE_THREADS | ORV_TRACE_KEYS;
+  threads::testing::resetTracingSwitch();
+  inLayerThread(operateOnSelf, trace(mask));
+  Lines off = operationNames(lines());
+  TraceRecorder::instance(0).clear();
+  threads::setTracingOn();
+  inLayerThread(operateOnSelf, trace(mask));
+  Lines on = operationNames(lines());
+  EXPECT_EQ(on, off);
+  for (const char *name : {"orvThreadKeyCreate", "orvThreadSetSpecific", "orvThreadGetSpecific",
+                           "orvThreadSetCancel", "orvThreadAdjustPriority", "orvThreadAlive",
+                           "orvThreadKeyDestroy"}) {
+    EXPECT_NE(off.end(), std::find(off.begin(), off.end(), single(name))) << name;
+  }
+  EXPECT_EQ(2, std::count(off.begin(), off.end(), single("orvThreadSetCancel")));
+  EXPECT_EQ(2, std::count(off.begin(), off.end(), single("orvThreadAdjustPriority")));
+}

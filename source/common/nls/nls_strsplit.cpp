@@ -120,9 +120,12 @@ ORV_API int nlsStrsplitL(char *head, int headSize, char *tail, int tailSize, con
 
 ORV_API int nlsStrAddEscape(char *dst, int dstSize, const char *src, const char *specials,
                             const char *escape) {
-  if (dst == nullptr || dstSize <= 0 || src == nullptr) {
+  if (dst == nullptr || src == nullptr) {
     return 0;
   }
+  // With no room at all nothing is copied and every item counts as
+  // overflow; dst, which has no byte for a NUL, is left alone.
+  const int size = dstSize > 0 ? dstSize : 0;
   const char *esc = escape != nullptr ? escape : "";
   const int escapeBytes = static_cast<int>(strlen(esc));
   const int escapeChars = nlsStrlen(esc);
@@ -133,7 +136,7 @@ ORV_API int nlsStrAddEscape(char *dst, int dstSize, const char *src, const char 
     const bool special = specials != nullptr && nls::findChar(specials, p) != nullptr;
     const int needed = special ? length + escapeBytes : length;
     // The strict comparison keeps one byte for the NUL.
-    if (overflow == 0 && dstSize - used > needed) {
+    if (overflow == 0 && size - used > needed) {
       if (special) {
         memcpy(dst + used, esc, static_cast<size_t>(escapeBytes));
         used += escapeBytes;
@@ -144,7 +147,9 @@ ORV_API int nlsStrAddEscape(char *dst, int dstSize, const char *src, const char 
       overflow += special ? escapeChars + 1 : 1;
     }
   }
-  dst[used] = '\0';
+  if (size > 0) {
+    dst[used] = '\0';
+  }
   return overflow;
 }
 
@@ -161,16 +166,20 @@ ORV_API int nlsStrRemoveEscape(char *dst, int dstSize, const char *src, const ch
   while (*p != '\0') {
     const char *next = escaping ? nls::findUnescaped(p, escape, nullptr) : nullptr;
     const char *segmentEnd = next != nullptr ? next : p + strlen(p);
-    // The segment before the escape: whole characters while they fit.
+    // The segment before the escape: whole characters while they fit. Once
+    // one does not, the rest of the segment is left out and counted, but the
+    // room that is left still serves the escaped character and the
+    // segments after it.
+    bool segmentCut = false;
     for (const char *c = p; c < segmentEnd; c += nls::charLengthAt(c)) {
       const int length = nls::charLengthAt(c);
-      if (length <= room) {
+      if (!segmentCut && length <= room) {
         memcpy(dst + used, c, static_cast<size_t>(length));
         used += length;
         room -= length;
       } else {
+        segmentCut = true;
         ++dropped;
-        room = 0;
       }
     }
     if (next == nullptr) {
@@ -186,7 +195,6 @@ ORV_API int nlsStrRemoveEscape(char *dst, int dstSize, const char *src, const ch
         room -= length;
       } else {
         ++dropped;
-        room = 0;
       }
       p += length;
     }

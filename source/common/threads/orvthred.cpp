@@ -43,7 +43,7 @@ std::atomic<int32_t> useCount{0};
 orvHandle layerMutex = 0;
 
 // The exit status of a thread whose start routine let an exception escape.
-constexpr uint32_t kFailedExitStatus = 0xFFFFFFFFu;
+constexpr uint32_t kFailedExitStatus = pal::kThreadEndUnwindStatus;
 
 void freeCallbacks(orvThread *thread) {
   if (thread->callbacks == nullptr) {
@@ -86,9 +86,20 @@ TraceObj *detachForStartSteps(orvThread *thread) {
 // exception that escapes the routine ends the thread as failed (state 4,
 // demise 2) with exit status 0xFFFFFFFF; its key destructors still run.
 // False when that happened.
+//
+// The system's own thread API may end the thread too (pthread_exit, or
+// pthread_cancel by code that mixes the APIs), by an unwinding that must go
+// on to the thread's end. The thread then ends as failed in the same way:
+// its exit steps run here, and the unwinding continues.
 bool runStartRoutine(orvThread *thread) {
   try {
     thread->startBlock->routine(thread->startBlock->argument);
+  } catch (pal::ThreadEndUnwind &) {
+    THREADS_TRACE(thread, kTraceInternal, "%-*s thread (" ORV_P ") ended by the system's thread API", kSingle,
+                  "<orvThreadStartRoutine>", addr(thread));
+    setState(thread, ORV_THREAD_FAILED);
+    runExitSteps(thread, pal::kThreadEndUnwindStatus);
+    throw;
   } catch (...) {
     THREADS_TRACE(thread, kTraceInternal, "%-*s thread (" ORV_P ") exception caught in user's thread routine",
                   kSingle, "<orvThreadStartRoutine>", addr(thread));

@@ -91,10 +91,14 @@ uint32_t resume(orvThread *thread) {
   return previous;
 }
 
-int clampPriority(int priority) {
-  return priority > pal::kPriorityHighest
+// The sum of a priority and a delta, clamped to the adjustable range. The
+// sum is taken in 64 bits, so a delta near INT_MAX or INT_MIN clamps instead
+// of wrapping around.
+int clampPriority(int current, int delta) {
+  int64_t sum = static_cast<int64_t>(current) + delta;
+  return sum > pal::kPriorityHighest
              ? pal::kPriorityHighest
-             : (priority < pal::kPriorityLowest ? pal::kPriorityLowest : priority);
+             : (sum < pal::kPriorityLowest ? pal::kPriorityLowest : static_cast<int>(sum));
 }
 
 void tracePriorityStep(orvThread *self, const char *name, orvThread *thread, int priority, int result) {
@@ -112,7 +116,7 @@ ORV_API int orvThreadEqual(const orvThread *a, const orvThread *b) {
 }
 
 ORV_API int orvThreadAlive(orvThread *thread) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   int alive = 1;
   if (thread != nullptr) {
     uint32_t code = 0;
@@ -126,7 +130,7 @@ ORV_API int orvThreadAlive(orvThread *thread) {
 ORV_API void orvThreadYield(void) { pal::yieldThread(); }
 
 ORV_API uint32_t orvThreadExitStatus(orvThread *thread) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   uint32_t status = thread != nullptr ? loadWord(thread->exitStatus) : 0;
   bool exited = thread != nullptr && loadWord(thread->state) == ORV_THREAD_NOT_RUNNING;
   THREADS_TRACE(self, kTraceThreads,
@@ -156,7 +160,7 @@ ORV_API int orvThreadJoin(orvThread *thread, uint32_t *exitCode) {
 }
 
 ORV_API int orvThreadAutopsy(orvThread *thread) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   int demise = static_cast<int>(ORV_DEMISE_NOT_YET);
   if (thread != nullptr && loadWord(thread->state) == ORV_THREAD_NOT_RUNNING) {
     demise = static_cast<int>(loadWord(thread->demise));
@@ -170,7 +174,7 @@ ORV_API int orvThreadState(orvThread *thread) {
   if (thread == nullptr) {
     return cancellationPoint();
   }
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   uint32_t code = 0;
   if (pal::getExitCodeThread(thread->handle, &code) && code != pal::kStillActive &&
       loadWord(thread->state) == ORV_THREAD_RUNNING) {
@@ -183,7 +187,7 @@ ORV_API int orvThreadState(orvThread *thread) {
 }
 
 ORV_API void orvThreadCancel(orvThread *thread) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   traceOnThread(self, "orvThreadCancel", thread);
   if (thread != nullptr) {
     storeWord(thread->cancelPending, 1);
@@ -198,7 +202,7 @@ ORV_API int orvThreadSetCancel(orvThread *thread, uint32_t *watch, int inherit) 
     target->inheritCancelWatch = static_cast<uint32_t>(inherit);
     result = ORV_OK;
   }
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   THREADS_TRACE(self, kTraceThreads,
                 "%-*s oldthr (" ORV_P ") thread    (" ORV_P ") watch    (" ORV_P ") result   (" ORV_D ")",
                 kSingle, "orvThreadSetCancel", addr(self), addr(target), addr(watch), result);
@@ -206,8 +210,8 @@ ORV_API int orvThreadSetCancel(orvThread *thread, uint32_t *watch, int inherit) 
 }
 
 ORV_API int orvThreadSuspend(orvThread *thread) {
-  orvThread *self = thread == nullptr ? orvThreadSelf() : threads::tracingCaller();
-  orvThread *target = thread != nullptr ? thread : self;
+  orvThread *self = threads::tracingCallerFor(thread);
+  orvThread *target = thread != nullptr ? thread : orvThreadSelf();
   traceMarked(self, "orvThreadSuspend", kStart, target);
   int result = ORV_OK;
   if (target == nullptr) {
@@ -226,7 +230,7 @@ ORV_API int orvThreadSuspend(orvThread *thread) {
 }
 
 ORV_API int orvThreadContinue(orvThread *thread) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   traceMarked(self, "orvThreadContinue", kStart, thread);
   int result = ORV_OK;
   if (thread == nullptr) {
@@ -244,7 +248,7 @@ ORV_API int orvThreadContinue(orvThread *thread) {
 
 ORV_API int orvThreadAdjustPriority(orvThread *thread, int delta) {
   orvThread *target = targetOf(thread);
-  orvThread *self = thread == nullptr ? target : threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   int result = ORV_FAILED;
   int priority = 0;
   if (target != nullptr) {
@@ -253,7 +257,7 @@ ORV_API int orvThreadAdjustPriority(orvThread *thread, int delta) {
     bool known = current != pal::kPriorityErrorReturn;
     tracePriorityStep(self, "<getPriority>", target, current, known ? ORV_OK : ORV_FAILED);
     if (known) {
-      priority = clampPriority(current + delta);
+      priority = clampPriority(current, delta);
       if (priority == current) {
         result = ORV_NOTHING_TO_DO;
       } else {
@@ -270,7 +274,7 @@ ORV_API int orvThreadAdjustPriority(orvThread *thread, int delta) {
 
 ORV_API int orvThreadStateCallback(orvThread *thread, uint32_t state, void *environment,
                                    orvThreadStateCallbackFunc callback) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = threads::tracingCallerFor(thread);
   int result = ORV_OK;
   if (thread == nullptr || thread->callbacks == nullptr || state > ORV_THREAD_FAILED) {
     result = ORV_FAILED;

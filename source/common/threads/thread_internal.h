@@ -78,6 +78,15 @@ inline orvThread *tracingCaller() {
   return nullptr;
 }
 
+// The caller's record, for tracing an operation on thread. An operation on
+// the calling thread (thread null or the caller's own record) traces through
+// it whether the switch is on or not, as the key operations do; an
+// operation on another thread only while the switch is on.
+inline orvThread *tracingCallerFor(const orvThread *thread) {
+  orvThread *self = orvThreadSelf();
+  return tracingOn() || thread == nullptr || thread == self ? self : nullptr;
+}
+
 // The layer's key whose value is each layer thread's record.
 orvThreadKey *selfKey();
 

@@ -196,7 +196,7 @@ void callUserDestroyRoutines(orvThread *self) {
 extern "C" {
 
 ORV_API int orvThreadKeyCreate(orvThreadKey **key, orvKeyDestructor destructor) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = orvThreadSelf();
   int result = ORV_OK;
   orvThreadKey *made = nullptr;
   {
@@ -212,7 +212,7 @@ ORV_API int orvThreadKeyDestroy(orvThreadKey *key) {
   if (key == nullptr) {
     return ORV_OK;
   }
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = orvThreadSelf();
   traceKey(self, "orvThreadKeyDestroy", key, ORV_OK);
   NestedCalls nested(self);
   if (key->mutex != 0) {
@@ -252,7 +252,7 @@ ORV_API int orvThreadSetSpecific(orvThreadKey *key, void *value) {
 }
 
 ORV_API int orvThreadGetSpecific(orvThreadKey *key, void **value) {
-  orvThread *self = threads::tracingCaller();
+  orvThread *self = orvThreadSelf();
   void *found = key != nullptr ? pal::tlsGetValue(key->slot) : nullptr;
   if (value != nullptr) {
     *value = found;

@@ -148,6 +148,15 @@ bool closeObject(Handle handle) {
 
 namespace pal {
 
-bool closeHandle(Handle handle) { return posix::closeObject(handle); }
+// A module handle is not a kernel object handle: as CloseHandle does with a
+// module, refuse it (only freeLibrary closes it).
+bool closeHandle(Handle handle) {
+  posix::KernelObject *object = posix::lookupObject(handle, posix::ObjectKind::None);
+  if (object != nullptr && object->kind() == posix::ObjectKind::Module) {
+    setLastError(kErrorInvalidHandle);
+    return false;
+  }
+  return posix::closeObject(handle);
+}
 
 }  // namespace pal

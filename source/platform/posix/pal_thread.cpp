@@ -119,7 +119,7 @@ int processNice() {
 // Raising a priority above the process's needs privileges; without them the
 // logical value is kept and the system's is left as it is.
 void applyPriority(pid_t kernelId, int priority) {
-  if (kernelId == 0) {
+  if (kernelId <= 0) {
     return;
   }
   int nice = processNice() + niceOffset(priority);
@@ -211,6 +211,10 @@ int parseSignal(const char *text) {
 void finishThread(ThreadControl *c, uint32_t status) {
   c->exitJumpReady = false;
   c->exiting.store(1, std::memory_order_release);
+  {
+    std::lock_guard<std::mutex> guard(c->priorityLock);
+    c->kernelId.store(kKernelIdEnded, std::memory_order_seq_cst);
+  }
   abandonOwnedMutexes();
   c->exitCode = status;
   c->exited.store(1, std::memory_order_release);
@@ -225,14 +229,25 @@ void *threadMain(void *argument) {
   t.id = c->id;
   t.control = c;
   t.exitHookArmed = true;  // this trampoline abandons the owned mutexes itself
-  c->kernelId.store(static_cast<pid_t>(::syscall(SYS_gettid)), std::memory_order_seq_cst);
-  applyPriority(c->kernelId.load(std::memory_order_relaxed), c->priority.load(std::memory_order_seq_cst));
+  {
+    std::lock_guard<std::mutex> guard(c->priorityLock);
+    c->kernelId.store(static_cast<pid_t>(::syscall(SYS_gettid)), std::memory_order_seq_cst);
+    applyPriority(c->kernelId.load(std::memory_order_relaxed), c->priority.load(std::memory_order_seq_cst));
+  }
   sleepWhileSuspended(c);
 
   uint32_t status;
   if (setjmp(c->exitJump) == 0) {
     c->exitJumpReady = true;
-    status = c->start(c->argument);
+    try {
+      status = c->start(c->argument);
+    } catch (ThreadEndUnwind &) {
+      // pthread_exit or pthread_cancel: the system unwinds the thread to
+      // its end. It ends here as a thread that failed, its waiters wake,
+      // and the unwinding goes on, as it must.
+      finishThread(c, kThreadEndUnwindStatus);
+      throw;
+    }
   } else {
     status = c->exitCode;  // stored by endThread
   }
@@ -436,10 +451,17 @@ bool setThreadPriority(Handle thread, int priority) {
     setLastError(kErrorInvalidParameter);
     return false;
   }
+  std::lock_guard<std::mutex> guard(c->priorityLock);
+  pid_t kernelId = c->kernelId.load(std::memory_order_seq_cst);
+  if (kernelId == posix::kKernelIdEnded) {
+    // The thread has ended: its kernel id may already name another thread.
+    setLastError(kErrorInvalidHandle);
+    return false;
+  }
   c->priority.store(priority, std::memory_order_seq_cst);
   // A thread that has not published its kernel id yet applies the stored
   // priority itself when it does.
-  posix::applyPriority(c->kernelId.load(std::memory_order_seq_cst), priority);
+  posix::applyPriority(kernelId, priority);
   return true;
 }
 

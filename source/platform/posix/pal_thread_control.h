@@ -14,11 +14,15 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "platform/pal_thread.h"
 #include "platform/posix/handle_table.h"
 
 namespace pal::posix {
+
+// The kernel id of a thread that has ended.
+constexpr pid_t kKernelIdEnded = -1;
 
 struct ThreadControl {
   std::atomic<uint32_t> refs{0};
@@ -40,9 +44,13 @@ struct ThreadControl {
   uint32_t exitCode = 0;
 
   // Logical priority, and the kernel thread id once the thread runs (the
-  // priority is applied to it when the system allows).
+  // priority is applied to it when the system allows). The id is
+  // kKernelIdEnded once the thread has ended, so that a late priority change
+  // never reaches another thread or process that reuses the number;
+  // priorityLock orders that against a change in progress.
   std::atomic<int> priority{0};
   std::atomic<pid_t> kernelId{0};
+  std::mutex priorityLock;
 
   // endThread jumps back to the start of the thread through this.
   jmp_buf exitJump;
