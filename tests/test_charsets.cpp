@@ -356,12 +356,28 @@ TEST_F(CharSets, TheCurrentSetGetsItsObjectAtStartUp) {
   EXPECT_EQ((Units{0x65E5, 0x672C}), toUnicode(s, "\x93\xFA\x96\x7B"));
 }
 
+TEST_F(CharSets, TheShippedCp1252LocaleStartsWithItsSetObject) {
+  nlstest::LanguageSetting latin1("enu-cp1252");
+  useShippedTable();
+  EXPECT_EQ(NLS_CHARSET_SBSPARE1, nlsGetCharSet());
+  EXPECT_EQ(NLS_CHARSET_SBSPARE1, nlsCharSetIdFromName("cp1252"));
+  uint32_t langId = 0;
+  int32_t charSet = 0;
+  ASSERT_EQ(1, nlsMapDBId("english-cp1252", &langId, &charSet));
+  EXPECT_EQ(NLS_CHARSET_SBSPARE1, charSet);
+  // The object of slot 10 is made under its slot name at start-up; making it
+  // again shares it, and it converts the bytes of the Windows Latin-1 set.
+  orvCharSet s = make("sbSpare1");
+  ASSERT_NE(0, s);
+  EXPECT_EQ((Units{0x20AC, 0x0178, 0x00E9}), toUnicode(s, "\x80\x9F\xE9"));
+}
+
 // --- The shipped sets ------------------------------------------------------------------------
 
 TEST_F(CharSets, EveryCharacterOfEveryShippedSetRoundTrips) {
   useShippedTable();
-  const char *sets[] = {"binary8",   "ascii7", "8859-1", "roman8", "decMCS", "dg",   "pc850",
-                        "sco8859-1", "cp1252", "s-jis",  "euc-j",  "korean", "big5", "s-chinese"};
+  const char *sets[] = {"binary8", "ascii7",   "8859-1", "roman8", "decMCS", "dg",   "pc850",    "sco8859-1",
+                        "cp1252",  "sbSpare1", "s-jis",  "euc-j",  "korean", "big5", "s-chinese"};
   for (const char *name : sets) {
     int error = -1;
     orvCharSet s = make(name, &error);

@@ -8,11 +8,13 @@ Two outputs, both committed to the repository:
          "decMCS", "dg", "pc850" and "sco8859-1" (256 code points each,
          0xFFFF where a byte has no character).
   table  the generated part of data/orvane.nls: a character map that gives
-         the spare single-byte slot 10 the Windows Latin-1 set "cp1252"; the
-         collation sequence "latin1-dictionary"; and one character-set
-         definition block for "binary8" (each byte its own code point), for
-         each built-in single-byte set, for "cp1252",
-         and for the multi-byte sets "s-jis" (CP932), "euc-j" (EUC-JP),
+         the spare single-byte slot 10 the Windows Latin-1 set "cp1252",
+         and the locale rows of that set (below the map, which makes the
+         name known); the collation sequence "latin1-dictionary"; and one
+         character-set definition block for "binary8" (each byte its own
+         code point), for each built-in single-byte set, for "cp1252" (also
+         as "sbSpare1", the name of slot 10's set object), and for the
+         multi-byte sets "s-jis" (CP932), "euc-j" (EUC-JP),
          "korean" (CP949), "big5" (CP950) and "s-chinese" (CP936).
          Everything above the marker line of the table is written by hand
          and kept as it is.
@@ -338,10 +340,21 @@ def write_table(maps):
     lines += charmap_block('cp1252', 'sbSpare1', cp1252, [(0x20A4, 0xA3), (0x0300, 0x60), (0x0302, 0x5E),
                                                           (0x0303, 0x7E)])
     lines.append('')
+    # Locale rows of the set: below the CHARMAP block, which makes the name
+    # cp1252 known (a row above it fails with 10).
+    lines += ['# The Windows Latin-1 set as a locale: sLanguage=enu-cp1252 in win.ini, or the',
+              '# database name english-cp1252. Its set object is made from the definition',
+              '# named sbSpare1 below, the name of slot 10.',
+              'en_US:cp1252:winnt:enu-cp1252',
+              'en_US:cp1252:-:english-cp1252',
+              '']
     lines += collation_block('latin1-dictionary', latin1_dictionary_weights())
     lines.append('')
     # binary8: opaque bytes, each byte the code point of its own value.
-    for name, m in [('binary8', list(range(256)))] + maps + [('cp1252', cp1252)]:
+    # cp1252 twice: under its own name for orvCharacterSetCreate("cp1252"),
+    # and as sbSpare1, the name under which the set object of a cp1252
+    # locale (slot 10) is made.
+    for name, m in [('binary8', list(range(256)))] + maps + [('cp1252', cp1252), ('sbSpare1', cp1252)]:
         entries = sorted((u, bytes([b])) for b, u in enumerate(m) if u != NO_CHAR)
         entries = sorted(dict((u, c) for u, c in reversed(entries)).items())  # lowest byte per character
         lines += block(name, 'built into the library', entries)
