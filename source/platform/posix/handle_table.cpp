@@ -148,11 +148,12 @@ bool closeObject(Handle handle) {
 
 namespace pal {
 
-// A module handle is not a kernel object handle: as CloseHandle does with a
-// module, refuse it (only freeLibrary closes it).
+// Module and window handles are no kernel object handles: as CloseHandle
+// does with them, refuse them (freeLibrary and destroyWindow close them).
 bool closeHandle(Handle handle) {
   posix::KernelObject *object = posix::lookupObject(handle, posix::ObjectKind::None);
-  if (object != nullptr && object->kind() == posix::ObjectKind::Module) {
+  if (object != nullptr &&
+      (object->kind() == posix::ObjectKind::Module || object->kind() == posix::ObjectKind::Window)) {
     setLastError(kErrorInvalidHandle);
     return false;
   }
