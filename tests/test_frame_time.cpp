@@ -1,4 +1,7 @@
 // Process frame: clocks, timers, sleep and hashing.
+#include <ctype.h>
+#include <locale.h>
+#include <stdlib.h>
 #include <time.h>
 
 #include <chrono>
@@ -39,6 +42,32 @@ TEST(Hash, CaseInsensitiveHashFoldsLowerCaseLetters) {
   EXPECT_EQ(0u, orvHashI(""));
   // Digits and punctuation are used as they are.
   EXPECT_EQ(orvHash("1-2_3"), orvHashI("1-2_3"));
+}
+
+namespace {
+// Every single-byte text hashes as the runtime's classification of the
+// current locale folds it.
+void expectEveryByteFoldsAsTheRuntimeSays() {
+  const bool multiByte = MB_CUR_MAX >= 2;
+  for (int b = 1; b < 256; ++b) {
+    const char text[2] = {static_cast<char>(b), '\0'};
+    const bool fold = !(multiByte && b >= 0x80) && isalpha(b) && islower(b);
+    EXPECT_EQ(static_cast<uint32_t>(fold ? toupper(b) : b), orvHashI(text)) << b;
+  }
+}
+}  // namespace
+
+TEST(Hash, CaseInsensitiveHashFollowsLocaleChanges) {
+  std::string saved = setlocale(LC_CTYPE, nullptr);
+  ASSERT_NE(nullptr, setlocale(LC_CTYPE, "C"));
+  expectEveryByteFoldsAsTheRuntimeSays();
+  if (setlocale(LC_CTYPE, "C.UTF-8") != nullptr || setlocale(LC_CTYPE, "C.utf8") != nullptr) {
+    expectEveryByteFoldsAsTheRuntimeSays();
+  }
+  ASSERT_NE(nullptr, setlocale(LC_CTYPE, "C"));
+  expectEveryByteFoldsAsTheRuntimeSays();
+  setlocale(LC_CTYPE, saved.c_str());
+  expectEveryByteFoldsAsTheRuntimeSays();
 }
 
 TEST(Clock, CreateResetsToTheLocalTime) {

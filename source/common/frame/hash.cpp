@@ -3,52 +3,70 @@
 // Byte i of the text is folded by exclusive-or into accumulator byte i mod 4;
 // the accumulator is read as a little-endian number.
 #include <ctype.h>
+#include <locale.h>
 #include <stdlib.h>
+
+#include <string>
 
 #include "orvane/frame.h"
 
 namespace {
 
-// The runtime's case folding of the current locale, read once per call.
-// Folds a byte that the runtime classifies as an alphabetic lower-case
-// letter to upper case. In a multi-byte locale only the single-byte range is
-// classified: lead and trail bytes of multi-byte characters are used as
-// they are.
-class CaseFolder {
+// The case folding of the runtime's current locale as a 256-byte table: a
+// byte that the runtime classifies as an alphabetic lower-case letter maps
+// to its upper case, every other byte to itself. In a multi-byte locale only
+// the single-byte range is classified: lead and trail bytes of multi-byte
+// characters are used as they are.
+//
+// Each thread keeps its table and rebuilds it when the locale it sees
+// changes: on glibc the classification table and the maximum character
+// length identify the LC_CTYPE locale in force (setlocale or uselocale);
+// elsewhere the locale's name is compared.
+class FoldTable {
  public:
-  CaseFolder() : multiByte_(MB_CUR_MAX >= 2) {
+  const unsigned char *current() {
+    const int multiByte = MB_CUR_MAX >= 2 ? 1 : 0;
 #if defined(__GLIBC__)
-    classes_ = *__ctype_b_loc();
-    upper_ = *__ctype_toupper_loc();
-#endif
-  }
-
-  unsigned char fold(unsigned char byte) const {
-    if (multiByte_ && byte >= 0x80) {
-      return byte;
-    }
-#if defined(__GLIBC__)
-    // The same tables isalpha, islower and toupper read, without the
-    // per-byte look-up of the thread's locale.
-    const unsigned short flags = classes_[byte];
-    if ((flags & _ISalpha) != 0 && (flags & _ISlower) != 0) {
-      return static_cast<unsigned char>(upper_[byte]);
+    const void *identity = *__ctype_b_loc();
+    if (identity != identity_ || multiByte != multiByte_) {
+      identity_ = identity;
+      multiByte_ = multiByte;
+      build();
     }
 #else
-    if (isalpha(byte) && islower(byte)) {
-      return static_cast<unsigned char>(toupper(byte));
+    const char *name = setlocale(LC_CTYPE, nullptr);
+    if (!built_ || multiByte != multiByte_ || name == nullptr || name_ != name) {
+      name_ = name != nullptr ? name : "";
+      multiByte_ = multiByte;
+      built_ = true;
+      build();
     }
 #endif
-    return byte;
+    return table_;
   }
 
  private:
-  bool multiByte_;
+  void build() {
+    for (int b = 0; b < 256; ++b) {
+      const bool classified = !(multiByte_ != 0 && b >= 0x80);
+      table_[b] = static_cast<unsigned char>(classified && isalpha(b) && islower(b) ? toupper(b) : b);
+    }
+  }
+
+  unsigned char table_[256] = {};
+  int multiByte_ = -1;
 #if defined(__GLIBC__)
-  const unsigned short *classes_ = nullptr;
-  const int32_t *upper_ = nullptr;
+  const void *identity_ = nullptr;
+#else
+  bool built_ = false;
+  std::string name_;
 #endif
 };
+
+const unsigned char *foldTable() {
+  static thread_local FoldTable table;
+  return table.current();
+}
 
 }  // namespace
 
@@ -82,27 +100,29 @@ ORV_API uint32_t orvHash(const char *text) {
 }
 
 ORV_API uint32_t orvHashI(const char *text) {
-  // Four folded bytes per step, as in orvHash.
-  const CaseFolder folder;
+  // Four folded bytes per step, as in orvHash; the fold is one table
+  // look-up per byte (the table maps 0 to 0, so the end tests stay on the
+  // raw bytes).
+  const unsigned char *fold = foldTable();
   uint32_t hash = 0;
   const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
   for (;; p += 4) {
     if (p[0] == 0) {
       break;
     }
-    const uint32_t b0 = folder.fold(p[0]);
+    const uint32_t b0 = fold[p[0]];
     if (p[1] == 0) {
       return hash ^ b0;
     }
-    const uint32_t b1 = folder.fold(p[1]);
+    const uint32_t b1 = fold[p[1]];
     if (p[2] == 0) {
       return hash ^ b0 ^ (b1 << 8);
     }
-    const uint32_t b2 = folder.fold(p[2]);
+    const uint32_t b2 = fold[p[2]];
     if (p[3] == 0) {
       return hash ^ b0 ^ (b1 << 8) ^ (b2 << 16);
     }
-    const uint32_t b3 = folder.fold(p[3]);
+    const uint32_t b3 = fold[p[3]];
     hash ^= b0 | (b1 << 8) | (b2 << 16) | (b3 << 24);
   }
   return hash;
