@@ -317,7 +317,7 @@ struct Waiters {
       });
     }
     waitUntil([&] { return started.load() == n; });
-    sleepMs(30);  // let them reach the wait
+    sleepMs(150);  // let them reach the wait, also on a loaded machine
   }
   void join() {
     for (auto &t : threads) {
@@ -343,7 +343,7 @@ TEST(PalEvent, ManualSetReleasesEveryWaiter) {
 TEST(PalEvent, AutoSetReleasesOneWaiterAndStaysReset) {
   Handles hs;
   pal::Handle e = hs.keep(pal::createEvent(false, false));
-  Waiters w(e, 3, 400);
+  Waiters w(e, 3, 1500);
   EXPECT_TRUE(pal::setEvent(e));
   EXPECT_TRUE(waitUntil([&] { return w.released.load() == 1; }));
   w.join();
@@ -364,7 +364,7 @@ TEST(PalEvent, ManualPulseReleasesTheWaitersOfThatMomentAndEndsReset) {
 TEST(PalEvent, AutoPulseReleasesOneWaiterAndEndsReset) {
   Handles hs;
   pal::Handle e = hs.keep(pal::createEvent(false, false));
-  Waiters w(e, 3, 400);
+  Waiters w(e, 3, 1500);
   EXPECT_TRUE(pal::pulseEvent(e));
   w.join();
   EXPECT_EQ(1, w.released.load());
