@@ -44,6 +44,16 @@ using ThreadEndUnwind = abi::__forced_unwind;
 struct ThreadEndUnwind {};
 #endif
 
+// Marks a function whose handler catches ThreadEndUnwind. The system's
+// unwinding carries no C++ object, so binding the handler's reference is
+// what the C++ runtime documents for it, though the undefined-behaviour
+// sanitizer reports it as binding to null.
+#if defined(__GNUC__) || defined(__clang__)
+#define PAL_CATCHES_THREAD_END __attribute__((no_sanitize("null")))
+#else
+#define PAL_CATCHES_THREAD_END
+#endif
+
 // The exit status of a thread that ended through that unwinding, as of one
 // whose start routine let an exception escape.
 constexpr uint32_t kThreadEndUnwindStatus = 0xFFFFFFFFu;

@@ -320,15 +320,20 @@ TEST(Event, PulseWakesWaitersAndLeavesItReset) {
   orvHandle e = 0;
   ASSERT_EQ(0, orvEventCreate(&e, 1, 0));
   std::atomic<int> passed{0};
+  std::atomic<int> started{0};
   std::vector<std::thread> waiters;
   for (int i = 0; i < 2; ++i) {
     waiters.emplace_back([&] {
+      ++started;
       if (orvEventTimedWait(&e, 10000) == 0) {
         ++passed;
       }
     });
   }
-  sleepMs(30);
+  // A pulse releases only the threads already waiting: let both get there,
+  // also on a loaded machine.
+  ASSERT_TRUE(threadtest::waitUntil([&] { return started.load() == 2; }));
+  sleepMs(150);
   EXPECT_EQ(0, orvEventPulse(&e));
   for (auto &t : waiters) {
     t.join();

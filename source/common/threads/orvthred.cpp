@@ -91,7 +91,7 @@ TraceObj *detachForStartSteps(orvThread *thread) {
 // pthread_cancel by code that mixes the APIs), by an unwinding that must go
 // on to the thread's end. The thread then ends as failed in the same way:
 // its exit steps run here, and the unwinding continues.
-bool runStartRoutine(orvThread *thread) {
+PAL_CATCHES_THREAD_END bool runStartRoutine(orvThread *thread) {
   try {
     thread->startBlock->routine(thread->startBlock->argument);
   } catch (pal::ThreadEndUnwind &) {

@@ -223,7 +223,7 @@ void finishThread(ThreadControl *c, uint32_t status) {
   releaseControl(c, true);
 }
 
-void *threadMain(void *argument) {
+PAL_CATCHES_THREAD_END void *threadMain(void *argument) {
   auto *c = static_cast<ThreadControl *>(argument);
   ThreadState &t = threadState();
   t.id = c->id;
