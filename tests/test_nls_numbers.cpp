@@ -696,3 +696,46 @@ TEST(NlsPortFloat, NarrowWidthsRoundCorrectly) {
   EXPECT_EQ("-.333333E+00", port(-1.0 / 3.0, 12));
   EXPECT_EQ("+.9999999999999999E+00", port(0.9999999999999999, 22).substr(0, 22));
 }
+
+// --- orv nls format ------------------------------------------------------------------------------
+
+TEST(OrvNlsFormat, NumberPictureAndFloat) {
+  int status = -1;
+  std::string out = testsupport::runOrv("nls format number --symbol @ --sign - 999,999.99 -123456", &status);
+  if (out == "<no orv>") {
+    GTEST_SKIP() << "the build has no orv tool";
+  }
+  EXPECT_EQ(0, status);
+  EXPECT_EQ("[-@1,234.56]", out.substr(0, out.find_last_not_of("\r\n") + 1));
+  out = testsupport::runOrv("nls format number --min 4 99,999 12", &status);
+  EXPECT_EQ(0, status);
+  EXPECT_NE(std::string::npos, out.find("[  ,012]")) << out;
+  out = testsupport::runOrv("nls format picture \"*@-  999,999.99\" 5", &status);
+  EXPECT_EQ(0, status);
+  EXPECT_NE(std::string::npos, out.find("[********@5]")) << out;
+  out = testsupport::runOrv("nls format number 99 123", &status);
+  EXPECT_EQ(1, status);
+  EXPECT_NE(std::string::npos, out.find("[##]")) << out;
+  out = testsupport::runOrv("nls format float 1234.5 --width 12", &status);
+  EXPECT_EQ(0, status);
+  EXPECT_NE(std::string::npos, out.find("[+.123450E+04]")) << out;
+  out = testsupport::runOrv("nls format float --read +.123450E+04", &status);
+  EXPECT_EQ(0, status);
+  EXPECT_NE(std::string::npos, out.find("1234.5")) << out;
+  out = testsupport::runOrv("nls format float 1e300", &status);
+  EXPECT_EQ(1, status);
+}
+
+TEST(OrvNlsFormat, UnknownKindsAndHelp) {
+  int status = -1;
+  std::string out = testsupport::runOrv("nls format date 2026", &status);
+  if (out == "<no orv>") {
+    GTEST_SKIP() << "the build has no orv tool";
+  }
+  EXPECT_EQ(2, status);
+  out = testsupport::runOrv("nls format --help", &status);
+  EXPECT_EQ(0, status);
+  EXPECT_NE(std::string::npos, out.find("picture record")) << out;
+  testsupport::runOrv("nls format number --bogus 9 1", &status);
+  EXPECT_EQ(2, status);
+}
