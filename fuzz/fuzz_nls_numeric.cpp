@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const char *s = number.c_str();
   double d = 0;
   nlsAtof(&d, s, '.');
-  nlsAtol(s);
+  const int32_t l = nlsAtol(s);
   nlsIsDigits(s);
   int pos = 0;
   int decimals = 0;
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   std::unique_ptr<char[]> dst(new char[dstSize > 0 ? dstSize : 1]);
   nlsNLSDigitsToAscii(dst.get(), dstSize, s);
   nlsAsciiDigitsToNLS(dst.get(), dstSize, s);
-  nlsLtoa(dst.get(), dstSize, static_cast<int32_t>(d), minPositions, flags >> 4);
+  nlsLtoa(dst.get(), dstSize, l, minPositions, flags >> 4);
   nlsFtoa(dst.get(), dstSize, d, minPositions, flags >> 4);
   // The record's text as a mask for nlsFormatString.
   const std::string mask(record.get(), recordLength);

@@ -106,12 +106,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   size_t longest = rest.size() + 2;
   const size_t room = templ.size() * (longest + 1) + 1;
   std::unique_ptr<char[]> first(new char[room]);
-  nlsSubstituteParameters(first.get(), static_cast<int>(room), templ.c_str(), &marker, numbered ? 1 : 0, count,
-                          mode, parameters);
+  nlsSubstituteParameters(first.get(), static_cast<int>(room), templ.c_str(), &marker, numbered ? 1 : 0,
+                          count, mode, parameters);
   const size_t exact = strlen(first.get()) + 1;
   std::unique_ptr<char[]> second(new char[exact]);
-  nlsSubstituteParameters(second.get(), static_cast<int>(exact), templ.c_str(), &marker, numbered ? 1 : 0, count,
-                          mode, parameters);
+  nlsSubstituteParameters(second.get(), static_cast<int>(exact), templ.c_str(), &marker, numbered ? 1 : 0,
+                          count, mode, parameters);
   if (memcmp(first.get(), second.get(), exact) != 0) {
     abort();
   }
