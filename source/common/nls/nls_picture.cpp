@@ -16,6 +16,7 @@ constexpr int kRecordHeader = NLS_PICTURE_TEXT;
 // the usual widths.
 class Offsets {
  public:
+  // cppcheck-suppress uninitMemberVar ; inline_ is written before it is read
   explicit Offsets(int width) {
     if (width > kInline) {
       heap_.resize(static_cast<size_t>(width) + 1);

@@ -75,11 +75,15 @@ extern "C" {
 ORV_API int nlsSubstituteParameters(char *dst, int dstSize, const char *templateText, const char *marker,
                                     int numbered, int count, int mode, const void *parameters) {
   (void)dstSize;  // the caller sizes dst for the whole result
+  // orvAssert ends the process; the returns after it only keep this
+  // function from going on should it ever come back.
   if (templateText == nullptr) {
     orvAssert(kModule, kLineNoTemplate);
+    return 1;
   }
   if (dst == nullptr) {
     orvAssert(kModule, kLineNoDestination);
+    return 1;
   }
 
   const char *split[kMaxSplitParameters] = {};
@@ -89,6 +93,8 @@ ORV_API int nlsSubstituteParameters(char *dst, int dstSize, const char *template
   if (mode == 1) {
     if (parameters == nullptr) {
       orvAssert(kModule, kLineNoParameterString);
+      *dst = '\0';
+      return 1;
     }
     const char sep[2] = {marker != nullptr ? marker[0] : '\0', '\0'};
     if (sep[0] == '\0') {
@@ -103,6 +109,8 @@ ORV_API int nlsSubstituteParameters(char *dst, int dstSize, const char *template
   } else {
     if (parameters == nullptr) {
       orvAssert(kModule, kLineNoParameterArray);
+      *dst = '\0';
+      return 1;
     }
     values = static_cast<const char *const *>(parameters);
   }
@@ -148,6 +156,8 @@ ORV_API int nlsSubstituteParameters(char *dst, int dstSize, const char *template
       ++p;  // the cursor moves to the digit
       if (!isDigit(*p)) {
         orvAssert(kModule, kLineNoDigit);
+        *out = '\0';
+        return 1;
       }
       number = *p - '0';
     } else {
@@ -155,6 +165,8 @@ ORV_API int nlsSubstituteParameters(char *dst, int dstSize, const char *template
     }
     if (number < 1 || number > count) {
       orvAssert(kModule, kLineBadNumber);
+      *out = '\0';
+      return 1;
     }
     const int index = number - 1;
     const char *value = index < kMaxSplitParameters || mode != 1 ? values[index] : nullptr;
