@@ -2,6 +2,7 @@
 // assertions) and nlsFormatString, in single-byte and Shift-JIS locales.
 #include <string.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -277,4 +278,99 @@ TEST_F(ShiftJisSubst, FormatStringKeepsCharactersWhole) {
   // Lead bytes before the NUL in the value and in the mask.
   EXPECT_EQ(3, nlsFormatString(out, sizeof out, "\x81", "##\x81", '#'));
   EXPECT_STREQ("\x81 \x81", out);
+}
+
+// --- Buffer sizes in a double-byte locale ---------------------------------------------------------
+//
+// Each buffer is a heap block of exactly the size passed, so that a write
+// past it is caught by the address sanitizer as well as by the checks.
+
+namespace {
+
+// Runs nlsFormatString into an exact block of size bytes; the result text.
+std::string formatInto(int size, const char *value, const char *mask) {
+  std::unique_ptr<char[]> block(new char[size > 0 ? size : 1]);
+  block[0] = 'x';
+  const int n = nlsFormatString(block.get(), size, value, mask, '#');
+  if (size == 0) {
+    EXPECT_EQ('x', block[0]);
+    return "<nothing>";
+  }
+  EXPECT_EQ(static_cast<size_t>(n), strlen(block.get()));
+  return std::string(block.get());
+}
+
+}  // namespace
+
+TEST_F(ShiftJisSubst, FormatStringExactBlocks) {
+  // KANJI "1" KANJI through "#-##": 2 + 1 + 1 + 2 = 6 bytes, exact fit 7.
+  const char *value = KANJI_SUN "1" KANJI_SUN;
+  EXPECT_EQ("<nothing>", formatInto(0, value, "#-##"));
+  EXPECT_EQ("", formatInto(1, value, "#-##"));
+  EXPECT_EQ(KANJI_SUN "-1", formatInto(6, value, "#-##"));  // the last kanji would leave no room
+  EXPECT_EQ(KANJI_SUN "-1" KANJI_SUN, formatInto(7, value, "#-##"));
+}
+
+TEST_F(ShiftJisSubst, DigitsAndPiecesExactBlocks) {
+  const char *src =
+      "\x81\x40"
+      "12"
+      "\x81\x40"
+      "345";
+  for (int size : {0, 1, 2, 3}) {
+    std::unique_ptr<char[]> block(new char[size > 0 ? size : 1]);
+    block[0] = 'x';
+    const int consumed = nlsNLSDigitsToAscii(block.get(), size, src);
+    if (size == 0) {
+      EXPECT_EQ(0, consumed);
+      EXPECT_EQ('x', block[0]);
+    } else {
+      EXPECT_EQ(static_cast<size_t>(size - 1), strlen(block.get()));
+      EXPECT_EQ(1 + size - 1, consumed);
+    }
+  }
+  // Pieces "12" and "345": 3 + 4 bytes, exact fit 7.
+  char *pieces[4];
+  for (int size : {0, 1, 6, 7}) {
+    std::unique_ptr<char[]> block(new char[size > 0 ? size : 1]);
+    const int n = nlsStrToArray(src, nullptr, -1, pieces, 4, block.get(), size);
+    EXPECT_EQ(size == 7 ? 2 : -1, n) << size;
+  }
+  std::unique_ptr<char[]> block(new char[7]);
+  ASSERT_EQ(2, nlsStrToArray(src, nullptr, -1, pieces, 4, block.get(), 7));
+  EXPECT_STREQ("12", pieces[0]);
+  EXPECT_STREQ("345", pieces[1]);
+}
+
+TEST_F(ShiftJisSubst, SubstitutionIntoAnExactBlock) {
+  // "<" KANJI ">" with "a" + KANJI: 1 + 3 + 1 bytes and the NUL.
+  const char *params[] = {"a" KANJI_SUN};
+  std::unique_ptr<char[]> block(new char[6]);
+  ASSERT_EQ(1, nlsSubstituteParameters(block.get(), 6, "<&>", "&", 0, 1, 0, params));
+  EXPECT_STREQ("<a" KANJI_SUN ">", block.get());
+  // A value that ends in a lead byte is copied as it is.
+  const char *lead[] = {"\x81"};
+  std::unique_ptr<char[]> small(new char[2]);
+  ASSERT_EQ(1, nlsSubstituteParameters(small.get(), 2, "&", "&", 0, 1, 0, lead));
+  EXPECT_STREQ("\x81", small.get());
+}
+
+TEST(PortFloatSizes, WidthIsTheBlockSize) {
+  // The width is the caller's block: exactly that many bytes are written.
+  for (int width : {0, 1, 6, 7, 12, 25, 26}) {
+    std::unique_ptr<char[]> block(new char[width > 0 ? width : 1]);
+    block[0] = 'x';
+    int error = 0;
+    const int r = nlsR8ToPortFloat(-1234.5, block.get(), width, &error);
+    EXPECT_EQ(width >= 7 ? 1 : 0, r) << width;
+    if (width == 0) {
+      EXPECT_EQ('x', block[0]);
+    } else if (width < 7) {
+      EXPECT_EQ(std::string(static_cast<size_t>(width), '0'), std::string(block.get(), width));
+    } else {
+      // One mantissa digit at width 7: -.1E+04.
+      EXPECT_EQ(width == 7 ? -1000.0 : -1234.5, nlsPortFloatToR8(block.get(), width, &error)) << width;
+      EXPECT_EQ(0, error);
+    }
+  }
 }
