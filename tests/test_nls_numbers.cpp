@@ -739,3 +739,19 @@ TEST(OrvNlsFormat, UnknownKindsAndHelp) {
   testsupport::runOrv("nls format number --bogus 9 1", &status);
   EXPECT_EQ(2, status);
 }
+
+TEST_F(NlsNumbers, AtofReadsTheCallersCharacterWhateverTheLocalesPointIs) {
+  // In a German locale the runtime's decimal point is "," where the system
+  // has that locale, "." where it falls back to "C": either way the
+  // caller's character stands for it.
+  initIn("deu");
+  char point[8] = {};
+  nlsGetLocaleInfo(NLS_INFO_DECIMAL_POINT, point, sizeof point - 1);
+  double v = 0;
+  EXPECT_EQ(1, nlsAtof(&v, "3.5", '.'));
+  EXPECT_DOUBLE_EQ(3.5, v) << "locale point " << point;
+  EXPECT_EQ(1, nlsAtof(&v, "3,5", ','));
+  EXPECT_DOUBLE_EQ(3.5, v) << "locale point " << point;
+  EXPECT_EQ(1, nlsAtof(&v, "-0;25", ';'));
+  EXPECT_DOUBLE_EQ(-0.25, v) << "locale point " << point;
+}
