@@ -535,6 +535,23 @@ TEST_F(SingleByteNumbers, StrToArrayManyPieces) {
   EXPECT_EQ(18, nlsStrToArray(src.c_str(), ",", 17, pieces.data(), 50, buffer.data(),
                               static_cast<int>(buffer.size())));
   EXPECT_EQ(src.substr(src.find("17,")), pieces[17]);
+  // The same numbers separated by runs of blanks.
+  std::string blanks = "  ";
+  for (int i = 0; i < 40; ++i) {
+    blanks += std::to_string(i) + (i % 2 ? " \t " : " ");
+  }
+  ASSERT_EQ(40, nlsStrToArray(blanks.c_str(), nullptr, -1, pieces.data(), 50, buffer.data(),
+                              static_cast<int>(buffer.size())));
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(std::to_string(i), pieces[static_cast<size_t>(i)]);
+  }
+  // The rest keeps its inner blanks: the source's size is enough.
+  buffer.resize(blanks.size() + 1);
+  ASSERT_EQ(17, nlsStrToArray(blanks.c_str(), nullptr, 16, pieces.data(), 50, buffer.data(),
+                              static_cast<int>(buffer.size())));
+  EXPECT_EQ(0, strncmp(pieces[16], "16 17 \t 18", 10)) << pieces[16];
+  EXPECT_EQ(' ', blanks.back());
+  EXPECT_EQ('9', pieces[16][strlen(pieces[16]) - 1]);  // no trailing blanks
 }
 
 TEST_F(SingleByteNumbers, StrToArrayBufferSizes) {
