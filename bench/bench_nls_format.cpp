@@ -143,7 +143,7 @@ void makeValues() {
   std::uniform_int_distribution<int> sign(0, 9);
   for (int i = 0; i < kValues; ++i) {
     const double c = static_cast<double>(cents(random) >> (i % 27));  // every magnitude
-    amounts.push_back(sign(random) == 0 && c != 0 ? -c : c);  // no negative zero
+    amounts.push_back(sign(random) == 0 && c != 0 ? -c : c);          // no negative zero
   }
   std::uniform_int_distribution<uint64_t> bits;
   while (doubles.size() < static_cast<size_t>(kValues)) {
