@@ -2,6 +2,7 @@
 //
 //   orv nls check FILE                   load an NLS table and report
 //   orv nls convert --from SET --to SET  convert standard input
+//   orv nls format date [...] FORMAT     format a date and a time
 #include <ctype.h>
 #include <stdio.h>
 #include <string.h>
@@ -22,12 +23,15 @@ int usage() {
   fputs(
       "usage: orv nls check FILE\n"
       "       orv nls convert --from SET --to SET [FILE]\n"
+      "       orv nls format date [options] FORMAT   (--help: the options and tokens)\n"
       "\n"
       "  check    load the NLS table FILE as process start-up would, report the first\n"
       "           error and its line, and make each character-set definition it holds\n"
       "  convert  convert FILE (or standard input) from one character set to another;\n"
       "           SET is utf-8 (for a terminal), ascii, unicode (UTF-16), or the name of a\n"
-      "           character-set definition of the table that ORVNLSTAB names\n",
+      "           character-set definition of the table that ORVNLSTAB names\n"
+      "  format   format a date and a time through a format of tokens, with the locale\n"
+      "           of the table that ORVNLSTAB names\n",
       stderr);
   return 2;
 }
@@ -102,6 +106,9 @@ int runNls(int argc, char **argv) {
   }
   if (strcmp(argv[0], "convert") == 0) {
     return runNlsConvert(argc - 1, argv + 1);
+  }
+  if (strcmp(argv[0], "format") == 0 && argc >= 2 && strcmp(argv[1], "date") == 0) {
+    return runNlsFormatDate(argc - 2, argv + 2);
   }
   return usage();
 }
