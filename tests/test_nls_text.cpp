@@ -540,3 +540,45 @@ TEST_F(TextSingleByte, BytesOfADoubleByteSpaceAreTwoCharacters) {
                         "a"));
   EXPECT_EQ("\x82 \xA0", spread("\x82\xA0"));
 }
+
+TEST_F(NlsText, KoreanRowHasOnlyTheIdeographicMarks) {
+  initIn("kor");
+  ASSERT_EQ(15, nlsGetCharSet());
+  // Double-byte space 0xA1 0xA1, ideographic comma 0xA1 0xA2, full stop
+  // 0xA1 0xA3; the attributes of the other marks are 0.
+  EXPECT_EQ(
+      "a\xA1\xA1"
+      "b",
+      run(nlsPack,
+          "\xA1\xA1"
+          ", a\xA1\xA1\xA1\xA1 b"));
+  EXPECT_EQ(
+      "a\xA1\xA2"
+      "b\xA1\xA3",
+      run(nlsPack,
+          "a \xA1\xA2"
+          "b\xA1\xA1\xA1\xA3"));
+  EXPECT_EQ("a \xA1\xA4", run(nlsPack, "a \xA1\xA4"));
+}
+
+TEST_F(NlsText, Big5MarksFollowTheAttributeOrder) {
+  initIn("cht");
+  ASSERT_EQ(16, nlsGetCharSet());
+  // Space 0xA1 0x40; comma 0x41, full stop 0x44, colon 0x47, semicolon 0x46,
+  // ideographic comma 0x42 and full stop 0x43.
+  EXPECT_EQ(
+      "a\xA1\x41"
+      "b\xA1\x44"
+      "c\xA1\x47"
+      "d\xA1\x46"
+      "e\xA1\x42"
+      "f\xA1\x43",
+      run(nlsPack,
+          "\xA1\x40\xA1\x41\xA1\x46"
+          "a \xA1\x41"
+          "b \xA1\x44"
+          "c\xA1\x40\xA1\x47"
+          "d \xA1\x46"
+          "e \xA1\x42"
+          "f \xA1\x43"));
+}
