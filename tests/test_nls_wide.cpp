@@ -272,6 +272,21 @@ class CtypeLocale {
     setlocale(LC_CTYPE, "C");
     return false;
   }
+  // A Shift-JIS locale (code page 932 on Windows), when the C library has
+  // one.
+  bool shiftJis() {
+    for (const char *name : {"ja_JP.SJIS", "ja_JP.sjis", "Japanese_Japan.932", ".932"}) {
+      if (setlocale(LC_CTYPE, name) != nullptr) {
+        wchar_t w = 0;
+        mbstate_t st{};
+        if (mbrtowc(&w, "\x82\xA0", 2, &st) == 2 && w == 0x3042) {
+          return true;
+        }
+      }
+    }
+    setlocale(LC_CTYPE, "C");
+    return false;
+  }
   void c() { setlocale(LC_CTYPE, "C"); }
 
  private:
@@ -311,6 +326,33 @@ TEST_F(FilesTest, GetwcOffersGrowingSequencesFromAFreshState) {
   EXPECT_EQ(-1, nlsGetwc(f));
   orvFileClose(f, 0);
   (void)mbtowc(nullptr, nullptr, 0);
+}
+
+TEST_F(FilesTest, GetwcReadsShiftJisCharacters) {
+  CtypeLocale loc;
+  if (!loc.shiftJis()) {
+    GTEST_SKIP() << "no Shift-JIS locale in this C library";
+  }
+  wchar_t w = 0;
+  (void)mbtowc(&w, "\x82", 1);  // an incomplete offer left in mbtowc's state
+  orvFile *f = create("sjis",
+                      "a\x82\xA0\x93\xFA"
+                      "z\x82",
+                      ORV_FILE_READ);
+  ASSERT_NE(nullptr, f);
+  EXPECT_EQ('a', nlsLGetwc(f));
+  EXPECT_EQ(0x3042, nlsLGetwc(f));
+  EXPECT_EQ(0x65E5, nlsGetwc(f));
+  EXPECT_EQ('z', nlsGetwc(f));
+  EXPECT_EQ(-1, nlsGetwc(f));  // a lead byte cut by the end of the file
+  orvFileClose(f, 0);
+  (void)mbtowc(nullptr, nullptr, 0);
+  f = create("sjis-out", "", ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE);
+  ASSERT_NE(nullptr, f);
+  EXPECT_EQ(0x3042, nlsLPutwc(0x3042, f));
+  EXPECT_EQ(0x65E5, nlsPutwc(0x65E5, f));
+  orvFileClose(f, 0);
+  EXPECT_EQ("\x82\xA0\x93\xFA", contents("sjis-out"));
 }
 
 TEST_F(FilesTest, GetwcGivesUpAfterElevenBytes) {
