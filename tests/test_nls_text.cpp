@@ -582,3 +582,37 @@ TEST_F(NlsText, Big5MarksFollowTheAttributeOrder) {
           "e \xA1\x42"
           "f \xA1\x43"));
 }
+
+TEST_F(TextShiftJis, LeadByteBeforeTheNulIsACharacterOfItsOwn) {
+  // 0x81 is the lead byte of the double-byte space and marks: alone before
+  // the NUL it is neither, and nothing reads past the NUL for its trail.
+  EXPECT_EQ("a \x81", run(nlsPack, "a  \x81"));
+  EXPECT_EQ("\x81 ", run(nlsLeftJustify, " \x81"));
+  // Before another byte a lead byte takes it as its trail, whatever it is:
+  // "\x81 " is one two-byte character, with no trailing space.
+  EXPECT_EQ("\x81 ", run(nlsRightJustify, "\x81 "));
+  EXPECT_EQ(" \x81 ", centre("\x81", 3));
+  EXPECT_EQ(1, nlsIndex(" \x81", "\x81"));
+  EXPECT_EQ(1, nlsRIndex(" \x81", "\x81", 5));
+  EXPECT_EQ(
+      "\x81"
+      "000",
+      soundex("\x81", 4));
+  char data[] = "\x81";
+  EXPECT_EQ(0, nlsEncrypt(data, "\x01"));
+  EXPECT_EQ('\x80', data[0]);
+}
+
+TEST_F(TextShiftJis, PadAndSoundexBufferSizes) {
+  // Keys of sizes 1, the exact fit of a two-byte first character (2) and
+  // one less; pad to sizes 0, 1, the exact fit and one less.
+  EXPECT_EQ("0", soundex(HIRA_A "b", 1));
+  EXPECT_EQ(HIRA_A, soundex(HIRA_A "b", 2));
+  EXPECT_EQ(HIRA_A "1", soundex(HIRA_A "b", 3));
+  for (int size : {0, 1, 3, 4}) {
+    std::unique_ptr<char[]> buf(new char[size > 3 ? size : 3]);
+    memcpy(buf.get(), HIRA_A, 3);
+    nlsPad(buf.get(), size);
+    EXPECT_EQ(size == 4 ? std::string(HIRA_A " ") : std::string(HIRA_A), std::string(buf.get())) << size;
+  }
+}

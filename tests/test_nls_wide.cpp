@@ -397,3 +397,27 @@ TEST_F(FilesTest, PutwcWritesTheBytesOfTheLocale) {
     EXPECT_EQ("\xE2\x82\xAC\xC3\xA9", contents("out8"));
   }
 }
+
+TEST_F(WideSingleByte, PackingBufferSizes) {
+  // "\xE9" and "a": two units and the zero unit, 6 bytes exactly.
+  for (int bytes : {0, 1, 5, 6}) {
+    std::unique_ptr<uint8_t[]> raw(new uint8_t[bytes > 0 ? bytes : 0]);
+    nlsNLSToWCS(bytes > 0 ? reinterpret_cast<nlsPackedChar *>(raw.get()) : nullptr, bytes,
+                "\xE9"
+                "a");
+    if (bytes == 6) {
+      EXPECT_EQ((std::vector<uint8_t>{0xE9, 0, 'a', 0, 0, 0}),
+                std::vector<uint8_t>(raw.get(), raw.get() + 6));
+    }
+    if (bytes == 5) {
+      EXPECT_EQ((std::vector<uint8_t>{0xE9, 0, 0, 0, 0}), std::vector<uint8_t>(raw.get(), raw.get() + 5));
+    }
+  }
+  for (int units : {0, 1, 2, 3}) {
+    std::unique_ptr<nlsPackedChar[]> dst(new nlsPackedChar[units > 0 ? units : 0]);
+    const char *src =
+        "\xE9"
+        "a";
+    EXPECT_EQ(units > 0 ? units - 1 : 0, nlsNLSToNWCS(units > 0 ? dst.get() : nullptr, units, &src)) << units;
+  }
+}
