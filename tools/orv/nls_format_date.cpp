@@ -172,7 +172,7 @@ int runNlsFormatDate(int argc, char **argv) {
       local = *lt;
     }
     if (date < 0) {
-      date = (local.tm_year + 1900LL) * 10000 + (local.tm_mon + 1) * 100 + local.tm_mday;
+      date = (local.tm_year + 1900LL) * 10000 + (local.tm_mon + 1LL) * 100 + local.tm_mday;
     }
     if (timeOfDay < 0) {
       timeOfDay = local.tm_hour * 10000000LL + local.tm_min * 100000LL + local.tm_sec * 1000LL;

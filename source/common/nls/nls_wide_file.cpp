@@ -14,6 +14,7 @@
 #include <wchar.h>
 
 #include <cstdint>
+#include <type_traits>
 
 #include "orvane/files.h"
 #include "orvane/nls.h"
@@ -34,7 +35,7 @@ bool convert(const char *bytes, size_t n, int32_t *wc) {
   if (r == static_cast<size_t>(-1) || r == static_cast<size_t>(-2)) {
     return false;
   }
-  *wc = static_cast<int32_t>(w);
+  *wc = static_cast<int32_t>(static_cast<std::make_unsigned_t<wchar_t>>(w));
   return true;
 }
 
