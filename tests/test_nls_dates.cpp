@@ -303,3 +303,28 @@ TEST_F(NlsDates, SingleByteLocale) {
   initIn("deu");
   EXPECT_EQ("04.07.1999", fmt("DD.MM.YYYY", 19990704, 0));
 }
+
+// --- orv nls format date --------------------------------------------------------------------
+
+TEST_F(NlsDates, OrvFormatsADateAndReportsWhatDoesNotFit) {
+  nlstest::TableSetting setting(nlstest::shippedTable());
+  int status = 0;
+  std::string out = testsupport::runOrv(
+      "nls format date --date 19990704 --time 134502007 \"WWWW, MMMM DD YYYY HH:MN:SS.MS AP DDD\"", &status);
+  if (out == "<no orv>") {
+    GTEST_SKIP() << "the build has no orv tool";
+  }
+  EXPECT_EQ(0, status) << out;
+  EXPECT_EQ(0u, out.find("Sunday, July 04 1999 13:45:02.007 Pm 185")) << out;
+  out = testsupport::runOrv("nls format date --date 19990704 --size 8 DD/MM/YYYY", &status);
+  EXPECT_EQ(1, status) << out;
+  EXPECT_EQ(0u, out.find("04/07/")) << out;
+  out = testsupport::runOrv("nls format date --date 20240229 --weekday 9 \"[WWWW] DDD\"", &status);
+  EXPECT_EQ(0, status) << out;
+  EXPECT_EQ(0u, out.find("[] 060")) << out;
+  out = testsupport::runOrv("nls format date --help", &status);
+  EXPECT_EQ(0, status);
+  EXPECT_NE(std::string::npos, out.find("MMMM  full month name")) << out;
+  out = testsupport::runOrv("nls format date --date x YYYY", &status);
+  EXPECT_EQ(2, status);
+}
