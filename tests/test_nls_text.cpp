@@ -76,29 +76,34 @@ class TextNoAttributes : public NlsText {
   std::unique_ptr<nlstest::TableFile> table_;
 };
 
+// The in-place functions run on a heap block of exactly the string's size,
+// so that the address sanitizer sees any byte touched past it.
 std::string run(char *(*f)(char *), const std::string &in) {
-  std::vector<char> buf(in.begin(), in.end());
-  buf.push_back('\0');
-  f(buf.data());
-  return buf.data();
+  std::unique_ptr<char[]> buf(new char[in.size() + 1]);
+  memcpy(buf.get(), in.c_str(), in.size() + 1);
+  f(buf.get());
+  return buf.get();
 }
 
+// Pads in a block of exactly size bytes (or the string's size when that is
+// larger).
 std::string pad(const std::string &in, int size) {
-  std::vector<char> buf(in.begin(), in.end());
-  buf.resize(std::max<size_t>(in.size() + 1, size > 0 ? static_cast<size_t>(size) : 0), 'z');
-  buf[in.size()] = '\0';
-  nlsPad(buf.data(), size);
-  return buf.data();
+  const size_t bytes = std::max<size_t>(in.size() + 1, size > 0 ? static_cast<size_t>(size) : 0);
+  std::unique_ptr<char[]> buf(new char[bytes]);
+  memset(buf.get(), 'z', bytes);
+  memcpy(buf.get(), in.c_str(), in.size() + 1);
+  nlsPad(buf.get(), size);
+  return buf.get();
 }
 
 std::string trim(const std::string &in, int *pos = nullptr) {
-  std::vector<char> buf(in.begin(), in.end());
-  buf.push_back('\0');
-  int p = nlsTrim(buf.data());
+  std::unique_ptr<char[]> buf(new char[in.size() + 1]);
+  memcpy(buf.get(), in.c_str(), in.size() + 1);
+  int p = nlsTrim(buf.get());
   if (pos != nullptr) {
     *pos = p;
   }
-  return buf.data();
+  return buf.get();
 }
 
 std::string spread(const std::string &in) {
@@ -113,11 +118,15 @@ std::string spread(const std::string &in) {
   return buf.get();
 }
 
+// Centres in a block of exactly width + 1 bytes (or the string's size when
+// that is larger).
 std::string centre(const std::string &in, int width) {
-  std::vector<char> buf(in.begin(), in.end());
-  buf.resize(std::max<size_t>(in.size(), width > 0 ? static_cast<size_t>(width) : 0) + 1, '\0');
-  nlsCentre(buf.data(), width);
-  return buf.data();
+  const size_t size = std::max<size_t>(in.size(), width > 0 ? static_cast<size_t>(width) : 0) + 1;
+  std::unique_ptr<char[]> buf(new char[size]);
+  memset(buf.get(), 0, size);
+  memcpy(buf.get(), in.c_str(), in.size() + 1);
+  nlsCentre(buf.get(), width);
+  return buf.get();
 }
 
 std::string soundex(const char *word, int keyLength) {

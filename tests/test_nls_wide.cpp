@@ -185,7 +185,11 @@ TEST(NlsWideUnpack, ZeroBytesSkippedTwoZerosEnd) {
   EXPECT_STREQ("A", out);
 }
 
-TEST(NlsWideUnpack, WCSToNLSBufferSizes) {
+namespace {
+
+// Unpacking into blocks of sizes 0, 1, the exact fit and one less; the
+// unpacking does not depend on the locale, which the callers vary.
+void checkUnpackSizes() {
   std::vector<nlsPackedChar> src = packed({0x41, 0, 0x82, 0xA0, 0, 0});
   // Sizes 0, 1, exact fit (4) and one less.
   for (int size : {0, 1, 3, 4}) {
@@ -199,6 +203,12 @@ TEST(NlsWideUnpack, WCSToNLSBufferSizes) {
     EXPECT_EQ(size > 0 ? size - 1 : 3, n) << size;
   }
 }
+
+}  // namespace
+
+TEST(NlsWideUnpack, WCSToNLSBufferSizes) { checkUnpackSizes(); }
+
+TEST_F(WideShiftJis, WCSToNLSBufferSizes) { checkUnpackSizes(); }
 
 TEST(NlsWideUnpack, WCSToNNLSKeepsUnitsWhole) {
   std::vector<nlsPackedChar> src = packed({0x41, 0, 0x82, 0xA0, 0x42, 0, 0, 0});
