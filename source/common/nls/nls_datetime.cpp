@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "common/nls/nls_text.h"
+#include "common/nls/nls_text_internal.h"
 #include "orvane/nls.h"
 
 namespace {

@@ -3,7 +3,7 @@
 // the middle of a multi-byte character.
 #include <string.h>
 
-#include "common/nls/nls_text.h"
+#include "common/nls/nls_text_internal.h"
 #include "orvane/nls.h"
 
 namespace {

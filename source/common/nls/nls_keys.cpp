@@ -12,7 +12,7 @@
 #include <mutex>
 #include <vector>
 
-#include "common/nls/nls_text.h"
+#include "common/nls/nls_text_internal.h"
 #include "orvane/nls.h"
 
 namespace {

@@ -4,7 +4,7 @@
 // space; every operation works in place.
 #include <string.h>
 
-#include "common/nls/nls_text.h"
+#include "common/nls/nls_text_internal.h"
 #include "orvane/nls.h"
 
 using nls::blankAt;
