@@ -77,7 +77,7 @@ int encryptWithPeriod(unsigned char *data, size_t length, const char *key, size_
     }
     return 0;
   }
-  if (length < period * 4) {
+  if (length / 4 < period) {
     for (size_t i = 0; i < length; ++i) {
       data[i] ^= static_cast<unsigned char>(key[i % period]);
     }
