@@ -745,7 +745,7 @@ TEST(OrvNlsFormat, NumberPictureAndFloat) {
 
 TEST(OrvNlsFormat, UnknownKindsAndHelp) {
   int status = -1;
-  std::string out = testsupport::runOrv("nls format date 2026", &status);
+  std::string out = testsupport::runOrv("nls format bogus 2026", &status);
   if (out == "<no orv>") {
     GTEST_SKIP() << "the build has no orv tool";
   }

@@ -139,4 +139,6 @@ ORV_API int nlsBasepath(const char *path, char *dirOut);
 ORV_EXTERN_C_END
 
 #include "orvane/nls_format.h"
+
+#include "orvane/nls_text.h"
 #endif

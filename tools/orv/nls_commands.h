@@ -11,6 +11,9 @@ int runNlsCheck(int argc, char **argv);
 int runNlsConvert(int argc, char **argv);
 int runNlsFormat(int argc, char **argv);
 
+// orv nls format date: a date and time through a format of tokens.
+int runNlsFormatDate(int argc, char **argv);
+
 // The names of the character-set definitions (MBCHARMAP blocks) of a table
 // file, read from the file itself; empty when it does not open.
 std::vector<std::string> definitionNames(const std::string &path);

@@ -27,6 +27,7 @@ const char kHelp[] =
     "       orv nls format picture [--min N] [--blank-zero] [--placeholder C] RECORD DIGITS\n"
     "       orv nls format float VALUE [--width N]\n"
     "       orv nls format float --read TEXT [--width N]\n"
+    "       orv nls format date [options] FORMAT   (orv nls format date --help)\n"
     "\n"
     "  number   formats DIGITS (an optional \"-\" and decimal digits: the number 1234.56\n"
     "           for a picture with two decimals is 123456) through PICTURE, in which\n"
@@ -47,6 +48,8 @@ const char kHelp[] =
     "  float    writes VALUE as portable float text of width N (26 by default):\n"
     "           sign, \".\", N - 6 mantissa digits (19 from width 25), \"E\", the\n"
     "           exponent's sign and two digits; --read converts such text back\n"
+    "  date     formats a date and a time through a format of tokens (YYYY, MM, DD,\n"
+    "           HH, MN, SS, MS, ...); its own --help lists the options and tokens\n"
     "\n"
     "The result is printed between brackets. The exit status is 0 when the value\n"
     "fits, 1 when the field overflows (a field of \"#\") or the value has no\n"
@@ -260,9 +263,9 @@ int runNlsFormat(int argc, char **argv) {
   if (kind == "float") {
     return runFloat(argc - 1, argv + 1);
   }
-  // --- Further kinds ---------------------------------------------------------
-  // The "date" kind (dates and times through a format) plugs in here, with a
-  // branch like the ones above and its lines in kHelp.
+  if (kind == "date") {
+    return runNlsFormatDate(argc - 1, argv + 1);
+  }
   fprintf(stderr, "orv nls format: unknown kind '%s'\n", kind.c_str());
   return usage();
 }
