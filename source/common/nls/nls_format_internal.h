@@ -30,9 +30,11 @@ inline int doubleByteSpaceAt(const char *p) {
   return doubleByteSpaceAt(reinterpret_cast<const unsigned char *>(p));
 }
 
-// The byte length of the blank at p (a single-byte space or tab, or the
-// double-byte space), or 0.
-inline int blankAt(const char *p) {
+// The byte length of the blank at p between numbers and pieces (a
+// single-byte space or tab, or the double-byte space), or 0. The text
+// utilities' blanks (nls_text_internal.h) are the space and the
+// double-byte space only.
+inline int numberBlankAt(const char *p) {
   if (*p == ' ' || *p == '\t') {
     return 1;
   }

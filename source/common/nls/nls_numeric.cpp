@@ -168,7 +168,7 @@ ORV_API int32_t nlsAtol(const char *text) {
     return 0;
   }
   const char *p = text;
-  for (int n = nls::blankAt(p); n > 0; n = nls::blankAt(p)) {
+  for (int n = nls::numberBlankAt(p); n > 0; n = nls::numberBlankAt(p)) {
     p += n;
   }
   bool negative = false;

@@ -15,7 +15,7 @@ int splitAtBlanks(const char *src, int limit, Piece *pieces, int maxPieces) {
   int count = 0;
   const char *p = src;
   for (;;) {
-    for (int n = blankAt(p); n > 0; n = blankAt(p)) {
+    for (int n = numberBlankAt(p); n > 0; n = numberBlankAt(p)) {
       p += n;
     }
     if (*p == '\0') {
@@ -25,7 +25,7 @@ int splitAtBlanks(const char *src, int limit, Piece *pieces, int maxPieces) {
     const char *start = p;
     const char *end = p;  // after the last character that is not a blank
     while (*p != '\0') {
-      const int blank = blankAt(p);
+      const int blank = numberBlankAt(p);
       if (blank > 0) {
         if (!last) {
           break;
