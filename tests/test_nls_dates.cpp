@@ -27,15 +27,7 @@ std::string fmt(const char *format, int32_t date, int32_t time, int dayOfYear = 
   return out;
 }
 
-class NlsDates : public ::testing::Test {
- protected:
-  void SetUp() override { testsupport::useScratchProfileDir(); }
-  void TearDown() override { nlsTerminate(); }
-  void initIn(const std::string &language) {
-    nlstest::LanguageSetting setting(language);
-    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
-  }
-};
+class NlsDates : public nlstest::LocaleTest {};
 
 // Formats into a heap buffer of exactly size bytes (so that the address
 // sanitizer sees any byte written past it), with day of year 1, and

@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "orvane/nls.h"
 #include "support/test_support.h"
 
@@ -120,6 +122,19 @@ inline InitResult initWith(const std::string &path) {
   int status = nlsInit();
   return InitResult{status, nlsGetErrorLineNumber() - before};
 }
+
+// A test fixture in a locale of the shipped table: initIn chooses the
+// locale by its Windows name and initialises language support; the state
+// ends with the test.
+class LocaleTest : public ::testing::Test {
+ protected:
+  void SetUp() override { testsupport::useScratchProfileDir(); }
+  void TearDown() override { nlsTerminate(); }
+  void initIn(const std::string &language) {
+    LanguageSetting setting(language);
+    ASSERT_EQ(0, initWith(shippedTable()).status);
+  }
+};
 
 }  // namespace nlstest
 

@@ -24,15 +24,7 @@ namespace {
 #define DB_SPACE "\x81\x40"
 #define KANJI_SUN "\x93\xFA"
 
-class NlsNumbers : public ::testing::Test {
- protected:
-  void SetUp() override { testsupport::useScratchProfileDir(); }
-  void TearDown() override { nlsTerminate(); }
-  void initIn(const std::string &language) {
-    nlstest::LanguageSetting setting(language);
-    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
-  }
-};
+class NlsNumbers : public nlstest::LocaleTest {};
 
 class SingleByteNumbers : public NlsNumbers {
  protected:

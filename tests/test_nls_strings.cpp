@@ -20,15 +20,7 @@ namespace {
 #define KANJI_SUN "\x93\xFA"
 #define TRAIL_A "\x82\x61"
 
-class NlsStrings : public ::testing::Test {
- protected:
-  void SetUp() override { testsupport::useScratchProfileDir(); }
-  void TearDown() override { nlsTerminate(); }
-  void initIn(const std::string &language) {
-    nlstest::LanguageSetting setting(language);
-    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
-  }
-};
+class NlsStrings : public nlstest::LocaleTest {};
 
 class ShiftJis : public NlsStrings {
  protected:

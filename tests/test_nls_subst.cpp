@@ -23,15 +23,7 @@ namespace {
 #define KANJI_SUN "\x93\xFA"
 #define TRAIL_AMP "\x82\x26"  // not a real character: a lead byte and "&"
 
-class Subst : public ::testing::Test {
- protected:
-  void SetUp() override { testsupport::useScratchProfileDir(); }
-  void TearDown() override { nlsTerminate(); }
-  void initIn(const std::string &language) {
-    nlstest::LanguageSetting setting(language);
-    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
-  }
-};
+class Subst : public nlstest::LocaleTest {};
 
 class SingleByteSubst : public Subst {
  protected:

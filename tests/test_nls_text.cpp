@@ -31,15 +31,7 @@ namespace {
 #define DB_ICOMMA "\x81\x41"
 #define DB_ISTOP "\x81\x42"
 
-class NlsText : public ::testing::Test {
- protected:
-  void SetUp() override { testsupport::useScratchProfileDir(); }
-  void TearDown() override { nlsTerminate(); }
-  void initIn(const std::string &language) {
-    nlstest::LanguageSetting setting(language);
-    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
-  }
-};
+class NlsText : public nlstest::LocaleTest {};
 
 class TextShiftJis : public NlsText {
  protected:

@@ -25,15 +25,7 @@ namespace {
 
 #define HIRA_A "\x82\xA0"
 
-class NlsWide : public ::testing::Test {
- protected:
-  void SetUp() override { testsupport::useScratchProfileDir(); }
-  void TearDown() override { nlsTerminate(); }
-  void initIn(const std::string &language) {
-    nlstest::LanguageSetting setting(language);
-    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
-  }
-};
+class NlsWide : public nlstest::LocaleTest {};
 
 class WideShiftJis : public NlsWide {
  protected:
