@@ -69,6 +69,18 @@ int32_t readWide(ReadByte readByte) {
   return -1;
 }
 
+// Converts wc and writes its bytes with writeBytes(bytes, count), which says
+// whether all were written; wc, or -1 when either step fails.
+template <class WriteBytes>
+int32_t writeWide(int32_t wc, WriteBytes writeBytes) {
+  char bytes[MB_LEN_MAX];
+  const int n = toBytes(wc, bytes);
+  if (n < 0 || !writeBytes(bytes, n)) {
+    return -1;
+  }
+  return wc;
+}
+
 }  // namespace
 
 extern "C" {
@@ -98,32 +110,23 @@ ORV_API int32_t nlsLPutwc(int32_t wc, orvFile *file) {
   if (file == nullptr) {
     return -1;
   }
-  char bytes[MB_LEN_MAX];
-  const int n = toBytes(wc, bytes);
-  if (n < 0) {
-    return -1;
-  }
-  if (orvFileWrite(file, bytes, static_cast<uint32_t>(n)) != static_cast<uint32_t>(n)) {
-    return -1;
-  }
-  return wc;
+  return writeWide(wc, [file](const char *bytes, int n) {
+    return orvFileWrite(file, bytes, static_cast<uint32_t>(n)) == static_cast<uint32_t>(n);
+  });
 }
 
 ORV_API int32_t nlsPutwc(int32_t wc, orvFile *file) {
   if (file == nullptr) {
     return -1;
   }
-  char bytes[MB_LEN_MAX];
-  const int n = toBytes(wc, bytes);
-  if (n < 0) {
-    return -1;
-  }
-  for (int i = 0; i < n; ++i) {
-    if (orvFilePutc(file, static_cast<unsigned char>(bytes[i])) == ORV_FILE_EOF) {
-      return -1;
+  return writeWide(wc, [file](const char *bytes, int n) {
+    for (int i = 0; i < n; ++i) {
+      if (orvFilePutc(file, static_cast<unsigned char>(bytes[i])) == ORV_FILE_EOF) {
+        return false;
+      }
     }
-  }
-  return wc;
+    return true;
+  });
 }
 
 }  // extern "C"
