@@ -442,9 +442,9 @@ TEST_F(TraceLines, OperationsOnTheCallingThreadTraceAlikeWithTheSwitchOnOrOff) {
   inLayerThread(operateOnSelf, trace(mask));
   Lines on = operationNames(lines());
   EXPECT_EQ(on, off);
-  for (const char *name : {"orvThreadKeyCreate", "orvThreadSetSpecific", "orvThreadGetSpecific",
-                           "orvThreadSetCancel", "orvThreadAdjustPriority", "orvThreadAlive",
-                           "orvThreadKeyDestroy"}) {
+  for (const char *name :
+       {"orvThreadKeyCreate", "orvThreadSetSpecific", "orvThreadGetSpecific", "orvThreadSetCancel",
+        "orvThreadAdjustPriority", "orvThreadAlive", "orvThreadKeyDestroy"}) {
     EXPECT_NE(off.end(), std::find(off.begin(), off.end(), single(name))) << name;
   }
   EXPECT_EQ(2, std::count(off.begin(), off.end(), single("orvThreadSetCancel")));

@@ -28,7 +28,18 @@
 
 namespace pal::posix {
 
-enum class ObjectKind : uint32_t { None = 0, Mutex, Semaphore, Event, Thread, File, Mapping, Module, Window, Count };
+enum class ObjectKind : uint32_t {
+  None = 0,
+  Mutex,
+  Semaphore,
+  Event,
+  Thread,
+  File,
+  Mapping,
+  Module,
+  Window,
+  Count
+};
 
 class KernelObject {
  public:
