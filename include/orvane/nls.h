@@ -138,4 +138,6 @@ ORV_API int nlsBasepath(const char *path, char *dirOut);
 
 ORV_EXTERN_C_END
 
+#include "orvane/pattern.h"
+
 #endif
