@@ -248,14 +248,15 @@ bool deserialise(const unsigned char *block, Automaton &fa) {
   int32_t lastTrans = get16(block + 10);
   int32_t lastTransWord = get16(block + 12);
   // Every field is a non-negative signed 16-bit value; the counts agree
-  // with each other.
+  // with each other (a complement token is counted but creates no state,
+  // so fewer states may have been created than the arrays hold).
   if (capacity < 0 || created < 0 || initial < 0 || lastState < 0 || lastStateWord < 0 || lastTrans < 0 ||
       lastTransWord < 0) {
     return false;
   }
   int32_t s = lastState + 1;
   int32_t t = lastTrans + 1;
-  if (t != 2 * s || created != s || initial >= s || lastStateWord != (s - 1) / 16 ||
+  if (t != 2 * s || created > s || initial >= s || lastStateWord != (s - 1) / 16 ||
       lastTransWord != (t - 1) / 16) {
     return false;
   }

@@ -228,6 +228,7 @@ ParseResult Parser::run() {
         }
         out_.emit(t_[kEnd], false);
         result_.ok = true;
+        result_.position = pos_;
         return result_;
       }
     }
