@@ -337,21 +337,20 @@ TEST(PatternLimits, PathologicalPatternIsLinear) {
 
 TEST(PatternBlock, LayoutOfOneLiteral) {
   std::vector<unsigned char> block = buildBlock("a");
-  const unsigned char expected[] = {
-      0, 1,            // stack capacity: ("a" + end marker + 1) / 2
-      0, 2,            // states created
-      0, 0,            // initial state
-      0, 1,            // highest state index
-      0, 0,            // highest state word
-      0, 3,            // highest transition index
-      0, 0,            // highest transition word
-      1, 0,            // transition counts
-      0x40, 0x00,      // accepting: state 1
-      0, 0, 0, 2,      // first transitions
-      0, 1, 0, 0, 0, 0, 0, 0,  // targets
-      0, 0,            // mark bits
-      0, 0,            // negation bits
-      'a', 0, 0, 0};   // labels
+  const unsigned char expected[] = {0,    1,           // stack capacity: ("a" + end marker + 1) / 2
+                                    0,    2,           // states created
+                                    0,    0,           // initial state
+                                    0,    1,           // highest state index
+                                    0,    0,           // highest state word
+                                    0,    3,           // highest transition index
+                                    0,    0,           // highest transition word
+                                    1,    0,           // transition counts
+                                    0x40, 0x00,        // accepting: state 1
+                                    0,    0,    0, 2,  // first transitions
+                                    0,    1,    0, 0, 0, 0, 0, 0,  // targets
+                                    0,    0,                       // mark bits
+                                    0,    0,                       // negation bits
+                                    'a',  0,    0, 0};             // labels
   ASSERT_EQ(sizeof expected, block.size());
   EXPECT_EQ(0, memcmp(expected, block.data(), sizeof expected));
 }
@@ -359,8 +358,8 @@ TEST(PatternBlock, MarkBitsComeBeforeNegationBits) {
   std::vector<unsigned char> block = buildBlock("\\?");
   // Two tokens, four states (the complement is counted, creates none).
   ASSERT_EQ(56u, block.size());
-  EXPECT_EQ(2, block[3]);  // states created
-  EXPECT_EQ(3, block[7]);  // highest state index
+  EXPECT_EQ(2, block[3]);      // states created
+  EXPECT_EQ(3, block[7]);      // highest state index
   EXPECT_EQ(0x80, block[44]);  // mark bit of transition 0 (the wildcard)
   EXPECT_EQ(0x80, block[46]);  // negation bit of transition 0
   EXPECT_EQ('?', block[48]);

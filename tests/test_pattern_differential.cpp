@@ -135,8 +135,8 @@ int plainSimulation(const Reference &fa, const char *table, const char *text) {
 }
 
 std::string randomPattern(std::mt19937 &rng) {
-  static const char *pieces[] = {"a", "b", "c", "1", " ", "?", "^", "#", "@", "*", ">", "<", "\\", "|",
-                                 "(", ")", "!0", "!*", "!!", "[", "a", "b", "(", ")", "|", "\\a"};
+  static const char *pieces[] = {"a", "b", "c", "1",  " ",  "?",  "^", "#", "@", "*", ">", "<", "\\",
+                                 "|", "(", ")", "!0", "!*", "!!", "[", "a", "b", "(", ")", "|", "\\a"};
   std::uniform_int_distribution<int> len(1, 10);
   std::uniform_int_distribution<int> pick(0, sizeof pieces / sizeof pieces[0] - 1);
   std::string p;
@@ -189,8 +189,10 @@ TEST(PatternDifferential, GeneratedPatternsAgreeWithThePlainSimulation) {
       int viaMatch = nlsMatchPattern(static_cast<int16_t>(mode), pattern.c_str(), text.c_str(), nullptr,
                                      nullptr, nullptr);
       int viaBlock = nlsSimulFA(block, nullptr, text.c_str());
-      ASSERT_EQ(expected, viaMatch) << "mode " << mode << " pattern '" << pattern << "' text '" << text << "'";
-      ASSERT_EQ(expected, viaBlock) << "mode " << mode << " pattern '" << pattern << "' text '" << text << "'";
+      ASSERT_EQ(expected, viaMatch) << "mode " << mode << " pattern '" << pattern << "' text '" << text
+                                    << "'";
+      ASSERT_EQ(expected, viaBlock) << "mode " << mode << " pattern '" << pattern << "' text '" << text
+                                    << "'";
       ++compared;
       matched += expected;
     }

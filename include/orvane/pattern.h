@@ -18,24 +18,24 @@ ORV_EXTERN_C_BEGIN
 #define NLS_PATTERN_DEFAULT_TABLE "!|*()><\\?^#@[]:=;_&0\r\n\b"
 
 /* Positions (roles) in a metacharacter table. */
-#define NLS_PM_ESCAPE 0       /* the next character is literal */
-#define NLS_PM_ALTERNATION 1  /* binary alternation */
-#define NLS_PM_REPEAT 2       /* postfix: zero or more */
-#define NLS_PM_GROUP_OPEN 3   /* group open */
-#define NLS_PM_GROUP_CLOSE 4  /* group close */
-#define NLS_PM_ONE_OR_MORE 5  /* postfix: one or more */
-#define NLS_PM_ZERO_OR_ONE 6  /* postfix: zero or one */
-#define NLS_PM_COMPLEMENT 7   /* prefix on one atom: any character it does not match */
-#define NLS_PM_ANY_CHAR 8     /* wildcard: any one character */
-#define NLS_PM_ALPHA 9        /* wildcard: one letter of the current locale */
-#define NLS_PM_DIGIT 10       /* wildcard: one digit of the current locale */
-#define NLS_PM_ANY_STRING 11  /* wildcard: any string, the empty one included */
+#define NLS_PM_ESCAPE 0          /* the next character is literal */
+#define NLS_PM_ALTERNATION 1     /* binary alternation */
+#define NLS_PM_REPEAT 2          /* postfix: zero or more */
+#define NLS_PM_GROUP_OPEN 3      /* group open */
+#define NLS_PM_GROUP_CLOSE 4     /* group close */
+#define NLS_PM_ONE_OR_MORE 5     /* postfix: one or more */
+#define NLS_PM_ZERO_OR_ONE 6     /* postfix: zero or one */
+#define NLS_PM_COMPLEMENT 7      /* prefix on one atom: any character it does not match */
+#define NLS_PM_ANY_CHAR 8        /* wildcard: any one character */
+#define NLS_PM_ALPHA 9           /* wildcard: one letter of the current locale */
+#define NLS_PM_DIGIT 10          /* wildcard: one digit of the current locale */
+#define NLS_PM_ANY_STRING 11     /* wildcard: any string, the empty one included */
 #define NLS_PM_RESERVED_FIRST 12 /* 12 to 18: reserved wildcards, never match */
 #define NLS_PM_RESERVED_LAST 18
-#define NLS_PM_EMPTY 19       /* after the escape: the empty string */
-#define NLS_PM_END 20         /* end marker of the working pattern and of texts */
-#define NLS_PM_CONCAT 21      /* internal concatenation token */
-#define NLS_PM_EPSILON 22     /* internal empty-transition label */
+#define NLS_PM_EMPTY 19   /* after the escape: the empty string */
+#define NLS_PM_END 20     /* end marker of the working pattern and of texts */
+#define NLS_PM_CONCAT 21  /* internal concatenation token */
+#define NLS_PM_EPSILON 22 /* internal empty-transition label */
 #define NLS_PM_TABLE_SIZE 24
 
 /* Errors, as returned in the 16-bit error argument (65535 is -1, and so

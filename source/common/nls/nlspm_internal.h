@@ -102,8 +102,8 @@ struct Automaton {
   int32_t initial = 0;
   int32_t states = 0;
   int32_t transitions = 0;
-  std::vector<uint8_t> count;   // transitions of each state (0..2)
-  std::vector<int32_t> first;   // first transition of each state
+  std::vector<uint8_t> count;  // transitions of each state (0..2)
+  std::vector<int32_t> first;  // first transition of each state
   std::vector<uint8_t> accepting;
   std::vector<int32_t> target;
   std::vector<uint8_t> mark;

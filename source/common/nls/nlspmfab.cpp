@@ -146,7 +146,9 @@ void put16(std::vector<unsigned char> &out, int32_t v) {
   out.push_back(static_cast<unsigned char>(static_cast<uint32_t>(v) & 0xFF));
 }
 
-int32_t get16(const unsigned char *p) { return static_cast<int16_t>(static_cast<uint16_t>((p[0] << 8) | p[1])); }
+int32_t get16(const unsigned char *p) {
+  return static_cast<int16_t>(static_cast<uint16_t>((p[0] << 8) | p[1]));
+}
 
 void putBits(std::vector<unsigned char> &out, const std::vector<uint8_t> &flags, int32_t words) {
   std::vector<uint16_t> packed = packBits(flags);
@@ -171,7 +173,8 @@ void build(const Postfix &postfix, const unsigned char *table, size_t workingLen
   fa = Automaton();
   fa.states = static_cast<int32_t>(s);
   fa.transitions = static_cast<int32_t>(2 * s);
-  fa.stackCapacity = static_cast<int32_t>((workingLength + 1) / 2 > 0x7FFFFFFF ? 0x7FFFFFFF : (workingLength + 1) / 2);
+  fa.stackCapacity =
+      static_cast<int32_t>((workingLength + 1) / 2 > 0x7FFFFFFF ? 0x7FFFFFFF : (workingLength + 1) / 2);
   fa.count.assign(static_cast<size_t>(s), 0);
   fa.first.resize(static_cast<size_t>(s));
   for (int32_t i = 0; i < fa.states; ++i) {

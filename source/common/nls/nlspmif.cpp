@@ -18,8 +18,9 @@
 
 namespace nls::pm {
 
-const unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')', '>', '<', '\\', '?', '^', '#', '@',
-                                                 '[', ']', ':', '=', ';', '_', '&', '0', 0x0D, 0x0A, 0x08, 0};
+const unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')',  '>',  '<',  '\\',
+                                                 '?', '^', '#', '@', '[',  ']',  ':',  '=',
+                                                 ';', '_', '&', '0', 0x0D, 0x0A, 0x08, 0};
 
 namespace {
 
@@ -205,7 +206,8 @@ ORV_API int nlsSimulFA(const unsigned char *automaton, const char *table, const 
   }
 }
 
-ORV_API int32_t nlsCvtLikePattern(const char *like, char *out, int32_t outSize, const char *table, char escape) {
+ORV_API int32_t nlsCvtLikePattern(const char *like, char *out, int32_t outSize, const char *table,
+                                  char escape) {
   const int32_t kFailed = 65535;
   const unsigned char *t = loadTable(table);
   if (out == nullptr || outSize < 1) {

@@ -82,8 +82,12 @@ class Parser {
     }
     return false;
   }
-  bool isPostfix(unsigned char c) const { return c == t_[kRepeat] || c == t_[kOneOrMore] || c == t_[kZeroOrOne]; }
-  bool endsTerm(unsigned char c) const { return c == t_[kEnd] || c == t_[kAlternation] || c == t_[kGroupClose]; }
+  bool isPostfix(unsigned char c) const {
+    return c == t_[kRepeat] || c == t_[kOneOrMore] || c == t_[kZeroOrOne];
+  }
+  bool endsTerm(unsigned char c) const {
+    return c == t_[kEnd] || c == t_[kAlternation] || c == t_[kGroupClose];
+  }
   bool isMeta(unsigned char c) const {
     for (int i = 0; i <= kLastWildcard; ++i) {
       if (c == t_[i]) {
