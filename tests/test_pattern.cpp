@@ -12,6 +12,8 @@
 #include "orvane/frame.h"
 #include "orvane/nls.h"
 #include "orvane/pattern.h"
+#include "support/test_support.h"
+#include "test_nls_helpers.h"
 
 namespace {
 
@@ -509,6 +511,52 @@ TEST(PatternLike, ConvertedPatternMatches) {
   nlsCvtLikePattern("report_%.t!t", out, sizeof out, nullptr, 0);
   EXPECT_TRUE(matches(out, "report1 final.t!t"));
   EXPECT_FALSE(matches(out, "report.t!t"));
+}
+
+}  // namespace
+
+// --- Double-byte text --------------------------------------------------------
+
+namespace {
+
+// Shift-JIS characters whose trail bytes are "_" (0x5F) and "@" (0x40).
+#define SJIS_TRAIL_UNDERSCORE "\x82\x5F"
+#define SJIS_TRAIL_AT "\x82\x40"
+
+class PatternShiftJis : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testsupport::useScratchProfileDir();
+    nlstest::LanguageSetting setting("jpn");
+    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
+    ASSERT_EQ(13, nlsGetCharSet());
+  }
+  void TearDown() override { nlsTerminate(); }
+};
+
+TEST_F(PatternShiftJis, LikeKeepsDoubleByteCharactersWhole) {
+  char out[64];
+  int32_t n = nlsCvtLikePattern(SJIS_TRAIL_UNDERSCORE "%" SJIS_TRAIL_AT "_", out, sizeof out, nullptr, 0);
+  EXPECT_STREQ(SJIS_TRAIL_UNDERSCORE "@" SJIS_TRAIL_AT "?", out);
+  EXPECT_EQ(4, n);  // characters: two double-byte ones and two wildcards
+  // A double-byte character is not taken for the escape character either.
+  n = nlsCvtLikePattern(SJIS_TRAIL_UNDERSCORE "x", out, sizeof out, nullptr, '\x82');
+  EXPECT_STREQ(SJIS_TRAIL_UNDERSCORE "x", out);
+  EXPECT_EQ(2, n);
+}
+
+TEST_F(PatternShiftJis, MatchingIsByteByByte) {
+  // The trail byte 0x40 of the pattern is the any-string wildcard: the
+  // parser does not protect it, so the pattern matches every text that
+  // begins with the lead byte.
+  EXPECT_EQ(1, nlsMatchPattern(0, SJIS_TRAIL_AT, SJIS_TRAIL_AT, nullptr, nullptr, nullptr));
+  EXPECT_EQ(1, nlsMatchPattern(0, SJIS_TRAIL_AT, "\x82zz", nullptr, nullptr, nullptr));
+  // "?" matches one byte, not one character.
+  EXPECT_EQ(0, nlsMatchPattern(0, "?", "\x93\xFA", nullptr, nullptr, nullptr));
+  EXPECT_EQ(1, nlsMatchPattern(0, "??", "\x93\xFA", nullptr, nullptr, nullptr));
+  // Escaping the trail byte by hand protects it.
+  EXPECT_EQ(1, nlsMatchPattern(0, "\x82!\x40", SJIS_TRAIL_AT, nullptr, nullptr, nullptr));
+  EXPECT_EQ(0, nlsMatchPattern(0, "\x82!\x40", "\x82zz", nullptr, nullptr, nullptr));
 }
 
 }  // namespace
