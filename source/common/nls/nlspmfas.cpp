@@ -69,6 +69,7 @@ struct Matcher::Impl {
   std::unordered_map<uint64_t, int32_t> byHash;
   std::vector<int32_t> sameHash;  // chain of states with one hash
   int32_t startState = -1;
+  int32_t deadState = -2;  // the empty set, once met
   size_t limit = kDefaultCacheStates;
   bool fellBack = false;
 
@@ -276,6 +277,7 @@ struct Matcher::Impl {
     byHash.clear();
     sameHash.clear();
     startState = -1;
+    deadState = -2;
   }
 
   uint64_t hashSet(const Word *set) const {
@@ -313,6 +315,9 @@ struct Matcher::Impl {
     accepts.push_back(accepting(set) ? 1 : 0);
     sameHash.push_back(it != byHash.end() ? it->second : -1);
     byHash[h] = id;
+    if (empty(set, words)) {
+      deadState = id;
+    }
     return id;
   }
 
@@ -388,6 +393,11 @@ struct Matcher::Impl {
         next[static_cast<size_t>(state) * nc + byteClass[c]] = to;
       }
       state = to;
+      if (state == deadState) {
+        // No state is active and none can become so: the rest of the text
+        // changes nothing.
+        return 0;
+      }
     }
     return accepts[static_cast<size_t>(state)];
   }

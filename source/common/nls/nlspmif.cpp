@@ -6,7 +6,7 @@
 // ran with its cache of deterministic states, so that a caller matching many
 // texts against one pattern (or one stored block) pays for the parse and the
 // build once. The cache changes nothing a caller can observe but time: the
-// key holds everything the answer depends on (working pattern or block,
+// key holds everything the answer depends on (mode and pattern, or block;
 // table), and the locale's character classes are read again on every run.
 #include <cstdlib>
 #include <cstring>
@@ -28,7 +28,8 @@ thread_local unsigned char workingTable[kTableSize];
 
 struct MatchCache {
   bool valid = false;
-  std::string working;
+  int mode = 0;
+  std::string pattern;
   unsigned char table[kTableSize] = {};
   size_t endPosition = 0;
   std::unique_ptr<Matcher> matcher;
@@ -99,11 +100,12 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
       report(error, position, kErrEmpty, 0);
       return 0;
     }
-    std::string working = wrapPattern(mode, pattern, t);
     MatchCache &cache = matchCache;
-    if (!cache.valid || cache.working != working || memcmp(cache.table, t, kTableSize) != 0) {
+    if (!cache.valid || cache.mode != mode || cache.pattern != pattern ||
+        memcmp(cache.table, t, kTableSize) != 0) {
       cache.valid = false;
       cache.matcher.reset();
+      std::string working = wrapPattern(mode, pattern, t);
       Postfix postfix;
       ParseResult r = parse(working, t, postfix);
       if (!r.ok) {
@@ -113,7 +115,8 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
       Automaton fa;
       build(postfix, t, working.size(), fa);
       cache.matcher = std::make_unique<Matcher>(std::move(fa), t);
-      cache.working = working;
+      cache.mode = mode;
+      cache.pattern = pattern;
       memcpy(cache.table, t, kTableSize);
       cache.endPosition = r.position;
       cache.valid = true;
