@@ -122,7 +122,7 @@ void Builder::run(const Postfix &postfix) {
       push({s, f});
     } else if (tok == t_[kComplement]) {
       Fragment a = pop();
-      fa_.negate[2 * a.start] ^= 1;
+      fa_.negate[2 * static_cast<size_t>(a.start)] ^= 1;
       push(a);
     } else if (tok == t_[kAnyString]) {
       push(repeat(atom(t_[kAnyChar], true)));
@@ -159,7 +159,7 @@ void putBits(std::vector<unsigned char> &out, const std::vector<uint8_t> &flags,
 }
 
 bool getBit(const unsigned char *words, int32_t i) {
-  const unsigned char *w = words + 2 * (i / 16);
+  const unsigned char *w = words + 2 * static_cast<size_t>(i / 16);
   uint16_t v = static_cast<uint16_t>((w[0] << 8) | w[1]);
   return (v >> (15 - i % 16)) & 1;
 }
@@ -267,15 +267,15 @@ bool deserialise(const unsigned char *block, Automaton &fa) {
   const unsigned char *counts = p;
   p += s;
   const unsigned char *accepting = p;
-  p += 2 * (lastStateWord + 1);
+  p += 2 * static_cast<size_t>(lastStateWord + 1);
   const unsigned char *firsts = p;
-  p += 2 * s;
+  p += 2 * static_cast<size_t>(s);
   const unsigned char *targets = p;
-  p += 2 * t;
+  p += 2 * static_cast<size_t>(t);
   const unsigned char *marks = p;
-  p += 2 * (lastTransWord + 1);
+  p += 2 * static_cast<size_t>(lastTransWord + 1);
   const unsigned char *negations = p;
-  p += 2 * (lastTransWord + 1);
+  p += 2 * static_cast<size_t>(lastTransWord + 1);
   const unsigned char *labels = p;
 
   fa = Automaton();
@@ -289,7 +289,7 @@ bool deserialise(const unsigned char *block, Automaton &fa) {
   fa.accepting.resize(static_cast<size_t>(s));
   for (int32_t i = 0; i < s; ++i) {
     int32_t n = counts[i];
-    int32_t f = get16(firsts + 2 * i);
+    int32_t f = get16(firsts + 2 * static_cast<size_t>(i));
     if (n > 2 || f < 0 || f >= t || f + n > t) {
       return false;
     }
@@ -302,7 +302,7 @@ bool deserialise(const unsigned char *block, Automaton &fa) {
   fa.negate.resize(static_cast<size_t>(t));
   fa.label.resize(static_cast<size_t>(t));
   for (int32_t i = 0; i < t; ++i) {
-    int32_t to = get16(targets + 2 * i);
+    int32_t to = get16(targets + 2 * static_cast<size_t>(i));
     if (to < 0 || to >= s) {
       return false;
     }

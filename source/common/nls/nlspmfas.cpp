@@ -101,7 +101,7 @@ struct Matcher::Impl {
     // Only transitions that some state actually uses matter.
     for (int32_t q = 0; q < fa.states; ++q) {
       for (int k = 0; k < fa.count[static_cast<size_t>(q)]; ++k) {
-        uint8_t kind = test[static_cast<size_t>(fa.first[static_cast<size_t>(q)] + k)];
+        uint8_t kind = test[static_cast<size_t>(fa.first[static_cast<size_t>(q)]) + static_cast<size_t>(k)];
         if (kind == kLetter || kind == kNumber) {
           usesClasses = true;
         }
