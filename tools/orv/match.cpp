@@ -237,7 +237,8 @@ int runMatch(int argc, char **argv) {
       return 2;
     }
     if (tableBytes.size() < NLS_PM_TABLE_SIZE - 1) {
-      fprintf(stderr, "orv match: %s holds %zu bytes; a table needs 23\n", o.tableFile, tableBytes.size());
+      fprintf(stderr, "orv match: %s holds %lu bytes; a table needs 23\n", o.tableFile,
+              static_cast<unsigned long>(tableBytes.size()));
       return 2;
     }
     tableBytes.resize(NLS_PM_TABLE_SIZE - 1);

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "common/nls/nlspm_internal.h"
+#include "platform/pal_locale.h"
 
 namespace nls::pm {
 
@@ -53,6 +54,7 @@ struct Matcher::Impl {
   bool usesClasses = false;
   bool classesKnown = false;
   ByteClasses classes{};
+  const void *classesIdentity = nullptr;
 
   size_t words;                // words of one set
   std::vector<Word> closures;  // states x words, or empty
@@ -66,16 +68,20 @@ struct Matcher::Impl {
   std::vector<Word> sets;        // states x words
   std::vector<int32_t> next;     // states x classes, -1: not yet known
   std::vector<uint8_t> accepts;  // per deterministic state
+  // Per deterministic state: 0 the run goes on, 1 the answer is 0 whatever
+  // follows (the empty set), 2 the answer is 1 whatever follows (an
+  // accepting set that every byte maps to itself).
+  std::vector<uint8_t> settled;
   std::unordered_map<uint64_t, int32_t> byHash;
   std::vector<int32_t> sameHash;  // chain of states with one hash
   int32_t startState = -1;
-  int32_t deadState = -2;  // the empty set, once met
   size_t limit = kDefaultCacheStates;
   bool fellBack = false;
 
   // Scratch sets.
   std::vector<Word> scratch;
   std::vector<Word> scratch2;
+  std::vector<Word> probe;
   std::vector<int32_t> worklist;
 
   Impl(const Automaton &automaton, const unsigned char *t) : fa(automaton) {
@@ -276,8 +282,8 @@ struct Matcher::Impl {
     accepts.clear();
     byHash.clear();
     sameHash.clear();
+    settled.clear();
     startState = -1;
-    deadState = -2;
   }
 
   uint64_t hashSet(const Word *set) const {
@@ -291,6 +297,18 @@ struct Matcher::Impl {
   }
 
   size_t cachedCount() const { return accepts.size(); }
+
+  // Every byte class maps set to itself.
+  bool keepsItself(const Word *set) {
+    probe.resize(words);
+    for (int k = 0; k < classCount; ++k) {
+      step(set, representative[k], probe.data());
+      if (memcmp(probe.data(), set, words * sizeof(Word)) != 0) {
+        return false;
+      }
+    }
+    return true;
+  }
 
   // The deterministic state of set, added to the cache when new; -1 when
   // the cache is full.
@@ -313,11 +331,9 @@ struct Matcher::Impl {
     sets.insert(sets.end(), set, set + words);
     next.insert(next.end(), static_cast<size_t>(classCount), -1);
     accepts.push_back(accepting(set) ? 1 : 0);
+    settled.push_back(empty(set, words) ? 1 : (accepts.back() != 0 && keepsItself(set) ? 2 : 0));
     sameHash.push_back(it != byHash.end() ? it->second : -1);
     byHash[h] = id;
-    if (empty(set, words)) {
-      deadState = id;
-    }
     return id;
   }
 
@@ -329,8 +345,15 @@ struct Matcher::Impl {
       }
       return;
     }
+    // The runtime's table is the same as at the last run: so are the
+    // classes read from it.
+    const void *identity = pal::classificationTable();
+    if (classesKnown && identity != nullptr && identity == classesIdentity) {
+      return;
+    }
     ByteClasses now;
     readByteClasses(now);
+    classesIdentity = identity;
     if (classesKnown && memcmp(&now, &classes, sizeof now) == 0) {
       return;
     }
@@ -375,28 +398,41 @@ struct Matcher::Impl {
         return runSetsFrom(scratch.data(), reinterpret_cast<const unsigned char *>(text));
       }
     }
+    // The hot loop works on local copies; they are read again after each
+    // new deterministic state (which may move the arrays).
     const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
-    unsigned char end = table[kEnd];
+    const unsigned char end = table[kEnd];
+    const size_t nc = static_cast<size_t>(classCount);
+    const uint8_t *cls = byteClass;
+    const int32_t *trans = next.data();
+    const uint8_t *done = settled.data();
     int32_t state = startState;
-    size_t nc = static_cast<size_t>(classCount);
-    for (; *p != 0 && *p != end; ++p) {
-      unsigned char c = *p;
-      int32_t to = next[static_cast<size_t>(state) * nc + byteClass[c]];
+    if (done[state] != 0) {
+      return done[state] - 1;
+    }
+    for (;; ++p) {
+      const unsigned char c = *p;
+      if (c == 0 || c == end) {
+        break;
+      }
+      int32_t to = trans[static_cast<size_t>(state) * nc + cls[c]];
       if (to < 0) {
-        step(&sets[static_cast<size_t>(state) * words], representative[byteClass[c]], scratch.data());
+        step(&sets[static_cast<size_t>(state) * words], representative[cls[c]], scratch.data());
         to = intern(scratch.data());
         if (to < 0) {
           // The cache is full: go on with the set simulation from here.
           fellBack = true;
           return runSetsFrom(scratch.data(), p + 1);
         }
-        next[static_cast<size_t>(state) * nc + byteClass[c]] = to;
+        next[static_cast<size_t>(state) * nc + cls[c]] = to;
+        trans = next.data();
+        done = settled.data();
       }
       state = to;
-      if (state == deadState) {
-        // No state is active and none can become so: the rest of the text
-        // changes nothing.
-        return 0;
+      if (done[state] != 0) {
+        // The rest of the text changes nothing: no state is active and none
+        // can become so, or every byte keeps an accepting set as it is.
+        return done[state] - 1;
       }
     }
     return accepts[static_cast<size_t>(state)];

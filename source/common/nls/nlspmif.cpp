@@ -24,13 +24,12 @@ const unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')',  '>', 
 
 namespace {
 
-thread_local unsigned char workingTable[kTableSize];
-
 struct MatchCache {
   bool valid = false;
   int mode = 0;
   std::string pattern;
   unsigned char table[kTableSize] = {};
+  bool defaultTable = false;
   size_t endPosition = 0;
   std::unique_ptr<Matcher> matcher;
 };
@@ -41,8 +40,46 @@ struct BlockCache {
   std::unique_ptr<Matcher> matcher;
 };
 
-thread_local MatchCache matchCache;
-thread_local BlockCache blockCache;
+// Everything the matcher keeps per thread, in one block so that an entry
+// point finds it with one thread-local look-up.
+struct ThreadState {
+  unsigned char table[kTableSize];
+  bool isDefault = false;  // table holds the default table
+  MatchCache match;
+  BlockCache block;
+};
+
+thread_local ThreadState threadState;
+
+unsigned char *load(ThreadState &ts, const char *table) {
+  if (table == nullptr) {
+    if (!ts.isDefault) {
+      memcpy(ts.table, kDefaultTable, kTableSize);
+      ts.isDefault = true;
+    }
+  } else {
+    memcpy(ts.table, table, kTableRoles);
+    ts.table[kTableRoles] = 0;
+    ts.isDefault = false;
+  }
+  return ts.table;
+}
+
+// Whether the parse of a working pattern may change with the locale: the
+// escape rule refuses letters and digits of the current locale, and only
+// bytes above 127 can change class between locales. Such a pattern is
+// parsed again on every call.
+bool parseDependsOnLocale(const std::string &working, const unsigned char *t) {
+  for (size_t i = 0; i + 1 < working.size(); ++i) {
+    if (static_cast<unsigned char>(working[i]) == t[kEscape]) {
+      if (static_cast<unsigned char>(working[i + 1]) >= 0x80) {
+        return true;
+      }
+      ++i;
+    }
+  }
+  return false;
+}
 
 void report(uint16_t *error, uint16_t *position, int code, size_t pos) {
   if (error != nullptr) {
@@ -55,15 +92,7 @@ void report(uint16_t *error, uint16_t *position, int code, size_t pos) {
 
 }  // namespace
 
-const unsigned char *loadTable(const char *table) {
-  if (table == nullptr) {
-    memcpy(workingTable, kDefaultTable, kTableSize);
-  } else {
-    memcpy(workingTable, table, kTableRoles);
-    workingTable[kTableRoles] = 0;
-  }
-  return workingTable;
-}
+const unsigned char *loadTable(const char *table) { return load(threadState, table); }
 
 }  // namespace nls::pm
 
@@ -91,7 +120,8 @@ ORV_API int nlsValidPattern(const char *pattern, const char *table, uint16_t *er
 ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text, uint16_t *error,
                             uint16_t *position, const char *table) {
   try {
-    const unsigned char *t = loadTable(table);
+    ThreadState &ts = threadState;
+    const unsigned char *t = load(ts, table);
     if (mode < 0 || mode > 3) {
       report(error, position, kErrMode, 0);
       return 0;
@@ -100,9 +130,9 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
       report(error, position, kErrEmpty, 0);
       return 0;
     }
-    MatchCache &cache = matchCache;
-    if (!cache.valid || cache.mode != mode || cache.pattern != pattern ||
-        memcmp(cache.table, t, kTableSize) != 0) {
+    MatchCache &cache = ts.match;
+    const bool sameTable = table == nullptr ? cache.defaultTable : memcmp(cache.table, t, kTableSize) == 0;
+    if (!cache.valid || cache.mode != mode || !sameTable || cache.pattern != pattern) {
       cache.valid = false;
       cache.matcher.reset();
       std::string working = wrapPattern(mode, pattern, t);
@@ -118,11 +148,16 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
       cache.mode = mode;
       cache.pattern = pattern;
       memcpy(cache.table, t, kTableSize);
+      cache.defaultTable = memcmp(t, kDefaultTable, kTableSize) == 0;
       cache.endPosition = r.position;
-      cache.valid = true;
+      cache.valid = !parseDependsOnLocale(working, t);
     }
     report(error, position, 0, cache.endPosition);
-    return cache.matcher->run(text != nullptr ? text : "");
+    int result = cache.matcher->run(text != nullptr ? text : "");
+    if (!cache.valid) {
+      cache.matcher.reset();
+    }
+    return result;
   } catch (const std::bad_alloc &) {
     outOfMemory();
   }
@@ -182,7 +217,8 @@ ORV_API unsigned char *nlsBuildFA(int16_t mode, const char *pattern, uint16_t *e
 
 ORV_API int nlsSimulFA(const unsigned char *automaton, const char *table, const char *text) {
   try {
-    const unsigned char *t = loadTable(table);
+    ThreadState &ts = threadState;
+    const unsigned char *t = load(ts, table);
     if (automaton == nullptr) {
       return 0;
     }
@@ -190,7 +226,7 @@ ORV_API int nlsSimulFA(const unsigned char *automaton, const char *table, const 
     if (size == 0) {
       return 0;
     }
-    BlockCache &cache = blockCache;
+    BlockCache &cache = ts.block;
     if (!cache.matcher || cache.block.size() != size || memcmp(cache.block.data(), automaton, size) != 0 ||
         memcmp(cache.table, t, kTableSize) != 0) {
       cache.matcher.reset();
