@@ -1,6 +1,8 @@
 // Pattern matching: the language and its parser errors, the modes, the
 // automaton's answers, the serialised block and its validation, and the
 // translation of LIKE patterns.
+#include <ctype.h>
+#include <locale.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -557,6 +559,35 @@ TEST_F(PatternShiftJis, MatchingIsByteByByte) {
   // Escaping the trail byte by hand protects it.
   EXPECT_EQ(1, nlsMatchPattern(0, "\x82!\x40", SJIS_TRAIL_AT, nullptr, nullptr, nullptr));
   EXPECT_EQ(0, nlsMatchPattern(0, "\x82!\x40", "\x82zz", nullptr, nullptr, nullptr));
+}
+
+}  // namespace
+
+// --- The locale's classes ----------------------------------------------------
+
+namespace {
+
+// Letters come from the C runtime's classification in force at each run:
+// a change of LC_CTYPE between two runs of one pattern changes the answer
+// as the runtime's own answer changes.
+int runtimeLetter(int c) { return (isupper(c) || islower(c) || isalpha(c)) ? 1 : 0; }
+
+TEST(PatternLocale, ClassesFollowTheRuntimeLocale) {
+  std::string old = setlocale(LC_CTYPE, nullptr);
+  EXPECT_EQ(runtimeLetter(0xE9), nlsMatchPattern(0, "^", "\xE9", nullptr, nullptr, nullptr));
+  EXPECT_EQ(1 - runtimeLetter(0xE9), nlsValidPattern("!\xE9", nullptr, nullptr, nullptr));
+  const char *names[] = {"C", "French_France.1252", "fr_FR.ISO-8859-1", "de_DE.ISO-8859-1",
+                         "en_US.ISO-8859-1"};
+  for (const char *n : names) {
+    if (setlocale(LC_CTYPE, n) == nullptr) {
+      continue;
+    }
+    EXPECT_EQ(runtimeLetter(0xE9), nlsMatchPattern(0, "^", "\xE9", nullptr, nullptr, nullptr)) << n;
+    EXPECT_EQ(1 - runtimeLetter(0xE9), nlsValidPattern("!\xE9", nullptr, nullptr, nullptr)) << n;
+    EXPECT_EQ(1 - runtimeLetter(0xE9), nlsMatchPattern(0, "!\xE9", "\xE9", nullptr, nullptr, nullptr)) << n;
+  }
+  setlocale(LC_CTYPE, old.c_str());
+  EXPECT_EQ(runtimeLetter(0xE9), nlsMatchPattern(0, "^", "\xE9", nullptr, nullptr, nullptr));
 }
 
 }  // namespace

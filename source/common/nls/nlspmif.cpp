@@ -41,28 +41,66 @@ struct BlockCache {
 };
 
 // Everything the matcher keeps per thread, in one block so that an entry
-// point finds it with one thread-local look-up.
-struct ThreadState {
+// point finds it with one thread-local look-up: the working copy of the
+// table and, except on Windows, the last automaton of each entry point.
+// The mingw-w64 runtime may release a thread's emulated thread-local
+// storage before it runs the destructors of its thread_local objects, so
+// on Windows the block holds only trivially destructible members and every
+// call builds its automaton afresh.
+struct TableCopy {
   unsigned char table[kTableSize];
-  bool isDefault = false;  // table holds the default table
+  bool isDefault;  // table holds the default table
+};
+
+#if defined(_WIN32)
+constexpr bool kKeepAutomata = false;
+struct ThreadState {
+  TableCopy copy;
+};
+#else
+constexpr bool kKeepAutomata = true;
+struct ThreadState {
+  TableCopy copy{};
   MatchCache match;
   BlockCache block;
 };
+#endif
 
 thread_local ThreadState threadState;
 
 unsigned char *load(ThreadState &ts, const char *table) {
+  TableCopy &c = ts.copy;
   if (table == nullptr) {
-    if (!ts.isDefault) {
-      memcpy(ts.table, kDefaultTable, kTableSize);
-      ts.isDefault = true;
+    if (!c.isDefault) {
+      memcpy(c.table, kDefaultTable, kTableSize);
+      c.isDefault = true;
     }
   } else {
-    memcpy(ts.table, table, kTableRoles);
-    ts.table[kTableRoles] = 0;
-    ts.isDefault = false;
+    memcpy(c.table, table, kTableRoles);
+    c.table[kTableRoles] = 0;
+    c.isDefault = false;
   }
-  return ts.table;
+  return c.table;
+}
+
+MatchCache &matchCacheOf(ThreadState &ts, MatchCache &fresh) {
+#if defined(_WIN32)
+  (void)ts;
+  return fresh;
+#else
+  (void)fresh;
+  return ts.match;
+#endif
+}
+
+BlockCache &blockCacheOf(ThreadState &ts, BlockCache &fresh) {
+#if defined(_WIN32)
+  (void)ts;
+  return fresh;
+#else
+  (void)fresh;
+  return ts.block;
+#endif
 }
 
 // Whether the parse of a working pattern may change with the locale: the
@@ -130,7 +168,8 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
       report(error, position, kErrEmpty, 0);
       return 0;
     }
-    MatchCache &cache = ts.match;
+    MatchCache fresh;
+    MatchCache &cache = matchCacheOf(ts, fresh);
     const bool sameTable = table == nullptr ? cache.defaultTable : memcmp(cache.table, t, kTableSize) == 0;
     if (!cache.valid || cache.mode != mode || !sameTable || cache.pattern != pattern) {
       cache.valid = false;
@@ -150,7 +189,7 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
       memcpy(cache.table, t, kTableSize);
       cache.defaultTable = memcmp(t, kDefaultTable, kTableSize) == 0;
       cache.endPosition = r.position;
-      cache.valid = !parseDependsOnLocale(working, t);
+      cache.valid = kKeepAutomata && !parseDependsOnLocale(working, t);
     }
     report(error, position, 0, cache.endPosition);
     int result = cache.matcher->run(text != nullptr ? text : "");
@@ -226,7 +265,8 @@ ORV_API int nlsSimulFA(const unsigned char *automaton, const char *table, const 
     if (size == 0) {
       return 0;
     }
-    BlockCache &cache = ts.block;
+    BlockCache fresh;
+    BlockCache &cache = blockCacheOf(ts, fresh);
     if (!cache.matcher || cache.block.size() != size || memcmp(cache.block.data(), automaton, size) != 0 ||
         memcmp(cache.table, t, kTableSize) != 0) {
       cache.matcher.reset();
