@@ -252,6 +252,21 @@ TEST(PatternMatch, CustomTable) {
   std::vector<unsigned char> block = buildBlock("*.txt", 0, table);
   EXPECT_TRUE(simul(block, "x.txt", table));
 }
+TEST(PatternMatch, TableWithOneCharacterInTwoRoles) {
+  // "t" is both a reserved wildcard (position 13) and the internal
+  // concatenation token (position 21): as an atom it is the wildcard.
+  char table[NLS_PM_TABLE_SIZE];
+  memcpy(table, NLS_PATTERN_DEFAULT_TABLE, NLS_PM_TABLE_SIZE);
+  table[13] = 't';
+  table[NLS_PM_CONCAT] = 't';
+  EXPECT_EQ(0, nlsMatchPattern(0, "t", "t", nullptr, nullptr, table));
+  EXPECT_EQ(1, nlsMatchPattern(0, "at<", "a", nullptr, nullptr, table));
+  int32_t length = 0;
+  unsigned char *block = nlsBuildFA(0, "at<b", nullptr, nullptr, table, &length);
+  ASSERT_NE(nullptr, block);
+  EXPECT_EQ(1, nlsSimulFA(block, table, "ab"));
+  orvMemoryFreeFunc(block);
+}
 TEST(PatternMatch, NullTextIsEmpty) {
   EXPECT_EQ(1, nlsMatchPattern(0, "a*", nullptr, nullptr, nullptr, nullptr));
   EXPECT_EQ(0, nlsMatchPattern(0, "a", nullptr, nullptr, nullptr, nullptr));

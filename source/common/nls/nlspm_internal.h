@@ -56,14 +56,35 @@ constexpr int kErrInternal = -10;
 constexpr int kErrMode = -11;
 constexpr int kErrTooLarge = -12;
 
+// What a token of the postfix form stands for. The parser knows it from
+// the grammar; the build reads it rather than comparing the token with the
+// table again, so that a table in which one character has two roles can
+// never make the build pop an empty fragment stack.
+enum TokenRole : uint8_t {
+  kRoleLiteral,
+  kRoleWildcard,   // positions 8 to 18 other than the any-string wildcard
+  kRoleAnyString,  // position 11
+  kRoleEmpty,      // the escaped position-19 character
+  kRoleConcat,
+  kRoleAlternation,
+  kRoleRepeat,
+  kRoleOneOrMore,
+  kRoleZeroOrOne,
+  kRoleComplement,
+  kRoleEnd,
+};
+
 // The postfix form: tokens ending with the end marker, and one mark per
-// token (set: an operator or a wildcard; clear: a literal character).
+// token (set: an operator or a wildcard; clear: a literal character), and
+// the role of each token.
 struct Postfix {
   std::vector<unsigned char> tokens;
   std::vector<uint8_t> marks;
-  void emit(unsigned char token, bool marked) {
+  std::vector<uint8_t> roles;
+  void emit(unsigned char token, bool marked, TokenRole role) {
     tokens.push_back(token);
     marks.push_back(marked ? 1 : 0);
+    roles.push_back(role);
   }
 };
 

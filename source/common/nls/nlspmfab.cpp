@@ -9,16 +9,15 @@ namespace nls::pm {
 
 int64_t stateCount(const Postfix &postfix, const unsigned char *table) {
   int64_t n = 0;
-  for (size_t i = 0; i < postfix.tokens.size(); ++i) {
-    unsigned char tok = postfix.tokens[i];
-    bool marked = postfix.marks[i] != 0;
-    if (!marked && tok == table[kEnd]) {
+  (void)table;
+  for (uint8_t role : postfix.roles) {
+    if (role == kRoleEnd) {
       break;
     }
-    if (marked && tok == table[kConcat]) {
+    if (role == kRoleConcat) {
       continue;
     }
-    n += marked && tok == table[kAnyString] ? 4 : 2;
+    n += role == kRoleAnyString ? 4 : 2;
   }
   return n;
 }
@@ -79,61 +78,75 @@ class Builder {
 void Builder::run(const Postfix &postfix) {
   for (size_t i = 0; i < postfix.tokens.size(); ++i) {
     unsigned char tok = postfix.tokens[i];
-    bool marked = postfix.marks[i] != 0;
-    if (!marked) {
-      if (tok == t_[kEnd]) {
+    switch (postfix.roles[i]) {
+      case kRoleEnd:
+        i = postfix.tokens.size();
+        break;
+      case kRoleLiteral:
+        push(atom(tok, postfix.marks[i] != 0));
+        break;
+      case kRoleConcat: {
+        Fragment b = pop();
+        Fragment a = pop();
+        epsilon(a.end, b.start);
+        push({a.start, b.end});
         break;
       }
-      push(atom(tok, false));
-      continue;
-    }
-    if (tok == t_[kConcat]) {
-      Fragment b = pop();
-      Fragment a = pop();
-      epsilon(a.end, b.start);
-      push({a.start, b.end});
-    } else if (tok == t_[kAlternation]) {
-      Fragment b = pop();
-      Fragment a = pop();
-      int32_t s = newState();
-      int32_t f = newState();
-      epsilon(s, a.start);
-      epsilon(s, b.start);
-      epsilon(a.end, f);
-      epsilon(b.end, f);
-      push({s, f});
-    } else if (tok == t_[kRepeat]) {
-      push(repeat(pop()));
-    } else if (tok == t_[kOneOrMore]) {
-      Fragment a = pop();
-      int32_t s = newState();
-      int32_t f = newState();
-      epsilon(s, a.start);
-      epsilon(a.end, a.start);
-      epsilon(a.end, f);
-      push({s, f});
-    } else if (tok == t_[kZeroOrOne]) {
-      Fragment a = pop();
-      int32_t s = newState();
-      int32_t f = newState();
-      epsilon(s, a.start);
-      epsilon(s, f);
-      epsilon(a.end, f);
-      push({s, f});
-    } else if (tok == t_[kComplement]) {
-      Fragment a = pop();
-      fa_.negate[2 * static_cast<size_t>(a.start)] ^= 1;
-      push(a);
-    } else if (tok == t_[kAnyString]) {
-      push(repeat(atom(t_[kAnyChar], true)));
-    } else if (tok == t_[kEmpty]) {
-      int32_t s = newState();
-      int32_t f = newState();
-      epsilon(s, f);
-      push({s, f});
-    } else {
-      // The other wildcards: a single transition with the marked label.
-      push(atom(tok, true));
+      case kRoleAlternation: {
+        Fragment b = pop();
+        Fragment a = pop();
+        int32_t s = newState();
+        int32_t f = newState();
+        epsilon(s, a.start);
+        epsilon(s, b.start);
+        epsilon(a.end, f);
+        epsilon(b.end, f);
+        push({s, f});
+        break;
+      }
+      case kRoleRepeat:
+        push(repeat(pop()));
+        break;
+      case kRoleOneOrMore: {
+        Fragment a = pop();
+        int32_t s = newState();
+        int32_t f = newState();
+        epsilon(s, a.start);
+        epsilon(a.end, a.start);
+        epsilon(a.end, f);
+        push({s, f});
+        break;
+      }
+      case kRoleZeroOrOne: {
+        Fragment a = pop();
+        int32_t s = newState();
+        int32_t f = newState();
+        epsilon(s, a.start);
+        epsilon(s, f);
+        epsilon(a.end, f);
+        push({s, f});
+        break;
+      }
+      case kRoleComplement: {
+        Fragment a = pop();
+        fa_.negate[2 * static_cast<size_t>(a.start)] ^= 1;
+        push(a);
+        break;
+      }
+      case kRoleAnyString:
+        push(repeat(atom(t_[kAnyChar], true)));
+        break;
+      case kRoleEmpty: {
+        int32_t s = newState();
+        int32_t f = newState();
+        epsilon(s, f);
+        push({s, f});
+        break;
+      }
+      default:
+        // The other wildcards: a single transition with the marked label.
+        push(atom(tok, true));
+        break;
     }
   }
   Fragment last = pop();

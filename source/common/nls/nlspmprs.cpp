@@ -131,7 +131,7 @@ bool Parser::atom() {
       return false;
     }
     if (c == t_[kEmpty]) {
-      out_.emit(c, true);
+      out_.emit(c, true, kRoleEmpty);
       ++pos_;
       return true;
     }
@@ -139,7 +139,7 @@ bool Parser::atom() {
       fail(kErrEscape);
       return false;
     }
-    out_.emit(c, false);
+    out_.emit(c, false, kRoleLiteral);
     ++pos_;
     return true;
   }
@@ -150,7 +150,7 @@ bool Parser::atom() {
     fail(kErrControl);
     return false;
   }
-  out_.emit(c, isMeta(c));
+  out_.emit(c, isMeta(c), !isMeta(c) ? kRoleLiteral : (c == t_[kAnyString] ? kRoleAnyString : kRoleWildcard));
   ++pos_;
   return true;
 }
@@ -169,7 +169,7 @@ ParseResult Parser::run() {
             fail(kErrComplement);
             goto failed;
           }
-          out_.emit(c, true);
+          out_.emit(c, true, kRoleComplement);
           step = Step::kAfterFactor;
           break;
         }
@@ -188,7 +188,8 @@ ParseResult Parser::run() {
       case Step::kPostfix: {
         unsigned char c = cur();
         if (c != t_[kEnd] && isPostfix(c)) {
-          out_.emit(c, true);
+          out_.emit(c, true,
+                    c == t_[kRepeat] ? kRoleRepeat : (c == t_[kOneOrMore] ? kRoleOneOrMore : kRoleZeroOrOne));
           ++pos_;
         }
         step = Step::kAfterFactor;
@@ -197,7 +198,7 @@ ParseResult Parser::run() {
       case Step::kAfterFactor: {
         Level &level = levels.back();
         if (++level.factors >= 2) {
-          out_.emit(t_[kConcat], true);
+          out_.emit(t_[kConcat], true, kRoleConcat);
         }
         unsigned char c = cur();
         if (!endsTerm(c)) {
@@ -206,7 +207,7 @@ ParseResult Parser::run() {
         }
         // The term is complete.
         if (level.afterAlternation) {
-          out_.emit(t_[kAlternation], true);
+          out_.emit(t_[kAlternation], true, kRoleAlternation);
         }
         if (c == t_[kAlternation] && c != t_[kEnd]) {
           ++pos_;
@@ -230,7 +231,7 @@ ParseResult Parser::run() {
           fail(kErrTrailing);
           return result_;
         }
-        out_.emit(t_[kEnd], false);
+        out_.emit(t_[kEnd], false, kRoleEnd);
         result_.ok = true;
         result_.position = pos_;
         return result_;
@@ -256,8 +257,10 @@ failed:
 ParseResult parse(const std::string &working, const unsigned char *table, Postfix &out) {
   out.tokens.clear();
   out.marks.clear();
+  out.roles.clear();
   out.tokens.reserve(working.size() * 2);
   out.marks.reserve(working.size() * 2);
+  out.roles.reserve(working.size() * 2);
   Parser parser(working, table, out);
   return parser.run();
 }
