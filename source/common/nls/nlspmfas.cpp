@@ -236,17 +236,67 @@ struct Matcher::Impl {
   void computeByteClasses() {
     memset(byteClass, 0, sizeof byteClass);
     classCount = 1;
+    int classSize[256] = {256};
+    std::array<Word, 4> alphaSet{};
+    std::array<Word, 4> digitSet{};
+    for (int c = 0; c < 256; ++c) {
+      if (classes.alpha[c] != 0) {
+        alphaSet[static_cast<size_t>(c) / 64] |= Word{1} << (c % 64);
+      }
+      if (classes.digit[c] != 0) {
+        digitSet[static_cast<size_t>(c) / 64] |= Word{1} << (c % 64);
+      }
+    }
     std::vector<std::array<Word, 4>> seen;
+    std::vector<uint32_t> tests;  // distinct (kind, negation, literal) of the transitions
     for (size_t tr = 0; tr < test.size(); ++tr) {
-      std::array<Word, 4> members{};
-      for (int c = 0; c < 256; ++c) {
-        if (passes(tr, static_cast<unsigned char>(c))) {
-          members[static_cast<size_t>(c) / 64] |= Word{1} << (c % 64);
+      uint32_t key = static_cast<uint32_t>(test[tr]) << 9 | static_cast<uint32_t>(fa.negate[tr] != 0) << 8 |
+                     (test[tr] == kLiteral ? fa.label[tr] : 0u);
+      bool testKnown = false;
+      for (uint32_t k : tests) {
+        if (k == key) {
+          testKnown = true;
+          break;
         }
       }
+      if (testKnown) {
+        continue;
+      }
+      tests.push_back(key);
+      std::array<Word, 4> members{};
+      switch (test[tr]) {
+        case kLiteral:
+          members[fa.label[tr] / 64u] = Word{1} << (fa.label[tr] % 64u);
+          break;
+        case kAny:
+          members.fill(~Word{0});
+          break;
+        case kLetter:
+          members = alphaSet;
+          break;
+        case kNumber:
+          members = digitSet;
+          break;
+        default:
+          break;
+      }
+      // A set and its complement split the bytes alike.
+      int count = 0;
+      for (Word w : members) {
+        count += __builtin_popcountll(w);
+      }
+      if (count == 0 || count == 256) {
+        continue;
+      }
+      if (count > 128) {
+        for (Word &w : members) {
+          w = ~w;
+        }
+        count = 256 - count;
+      }
       bool known = false;
-      for (const auto &s : seen) {
-        if (s == members) {
+      for (const auto &m : seen) {
+        if (m == members) {
           known = true;
           break;
         }
@@ -255,21 +305,38 @@ struct Matcher::Impl {
         continue;
       }
       seen.push_back(members);
+      if (count == 1) {
+        // One byte leaves its class, unless it is alone there already.
+        int c = 0;
+        while (((members[static_cast<size_t>(c) / 64] >> (c % 64)) & 1) == 0) {
+          ++c;
+        }
+        if (classSize[byteClass[c]] > 1) {
+          classSize[byteClass[c]]--;
+          byteClass[c] = static_cast<uint8_t>(classCount);
+          classSize[classCount++] = 1;
+        }
+        continue;
+      }
       // Refine: (old class, member or not) -> new class.
       int16_t remap[512];
       for (int16_t &r : remap) {
         r = -1;
       }
-      int count = 0;
+      int made = 0;
       for (int c = 0; c < 256; ++c) {
         int in = static_cast<int>((members[static_cast<size_t>(c) / 64] >> (c % 64)) & 1);
-        int key = byteClass[c] * 2 + in;
-        if (remap[key] < 0) {
-          remap[key] = static_cast<int16_t>(count++);
+        int slot = byteClass[c] * 2 + in;
+        if (remap[slot] < 0) {
+          remap[slot] = static_cast<int16_t>(made++);
         }
-        byteClass[c] = static_cast<uint8_t>(remap[key]);
+        byteClass[c] = static_cast<uint8_t>(remap[slot]);
       }
-      classCount = count;
+      classCount = made;
+      memset(classSize, 0, sizeof classSize);
+      for (int c = 0; c < 256; ++c) {
+        classSize[byteClass[c]]++;
+      }
     }
     for (int c = 255; c >= 0; --c) {
       representative[byteClass[c]] = static_cast<uint8_t>(c);
