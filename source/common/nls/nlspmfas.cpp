@@ -68,9 +68,10 @@ struct Matcher::Impl {
   std::vector<Word> sets;        // states x words
   std::vector<int32_t> next;     // states x classes, -1: not yet known
   std::vector<uint8_t> accepts;  // per deterministic state
-  // Per deterministic state: 0 the run goes on, 1 the answer is 0 whatever
-  // follows (the empty set), 2 the answer is 1 whatever follows (an
-  // accepting set that every byte maps to itself).
+  // Per deterministic state, at the start of its row (laid out as next):
+  // 0 the run goes on, 1 the answer is 0 whatever follows (the empty set),
+  // 2 the answer is 1 whatever follows (an accepting set that every byte
+  // maps to itself).
   std::vector<uint8_t> settled;
   std::unordered_map<uint64_t, int32_t> byHash;
   std::vector<int32_t> sameHash;  // chain of states with one hash
@@ -398,7 +399,9 @@ struct Matcher::Impl {
     sets.insert(sets.end(), set, set + words);
     next.insert(next.end(), static_cast<size_t>(classCount), -1);
     accepts.push_back(accepting(set) ? 1 : 0);
-    settled.push_back(empty(set, words) ? 1 : (accepts.back() != 0 && keepsItself(set) ? 2 : 0));
+    const uint8_t flag = empty(set, words) ? 1 : (accepts.back() != 0 && keepsItself(set) ? 2 : 0);
+    settled.insert(settled.end(), static_cast<size_t>(classCount), 0);
+    settled[n * static_cast<size_t>(classCount)] = flag;
     sameHash.push_back(it != byHash.end() ? it->second : -1);
     byHash[h] = id;
     return id;
@@ -471,38 +474,42 @@ struct Matcher::Impl {
     const unsigned char end = table[kEnd];
     const size_t nc = static_cast<size_t>(classCount);
     const uint8_t *cls = byteClass;
+    // next holds the row offset (state x classes) of each target, so that
+    // a byte costs one load and no multiplication.
     const int32_t *trans = next.data();
     const uint8_t *done = settled.data();
-    int32_t state = startState;
-    if (done[state] != 0) {
-      return done[state] - 1;
+    size_t row = static_cast<size_t>(startState) * nc;
+    if (done[row] != 0) {
+      return done[row] - 1;
     }
     for (;; ++p) {
       const unsigned char c = *p;
       if (c == 0 || c == end) {
         break;
       }
-      int32_t to = trans[static_cast<size_t>(state) * nc + cls[c]];
+      int32_t to = trans[row + cls[c]];
       if (to < 0) {
-        step(&sets[static_cast<size_t>(state) * words], representative[cls[c]], scratch.data());
-        to = intern(scratch.data());
-        if (to < 0) {
+        step(&sets[row / nc * words], representative[cls[c]], scratch.data());
+        int32_t id = intern(scratch.data());
+        if (id < 0) {
           // The cache is full: go on with the set simulation from here.
           fellBack = true;
           return runSetsFrom(scratch.data(), p + 1);
         }
-        next[static_cast<size_t>(state) * nc + cls[c]] = to;
+        to = static_cast<int32_t>(static_cast<size_t>(id) * nc);
+        next[row + cls[c]] = to;
         trans = next.data();
         done = settled.data();
       }
-      state = to;
-      if (done[state] != 0) {
+      row = static_cast<size_t>(to);
+      const uint8_t d = done[row];
+      if (d != 0) {
         // The rest of the text changes nothing: no state is active and none
         // can become so, or every byte keeps an accepting set as it is.
-        return done[state] - 1;
+        return d - 1;
       }
     }
-    return accepts[static_cast<size_t>(state)];
+    return accepts[row / nc];
   }
 };
 
