@@ -407,7 +407,16 @@ struct Matcher::Impl {
     return id;
   }
 
+  // Ready to run: byte classes made, and read again when the automaton
+  // tests the locale's classes.
   void prepare() {
+    if (!usesClasses && classesKnown) {
+      return;
+    }
+    prepareSlow();
+  }
+
+  void prepareSlow() {
     if (!usesClasses) {
       if (!classesKnown) {
         classesKnown = true;

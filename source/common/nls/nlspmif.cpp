@@ -171,7 +171,10 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
     MatchCache fresh;
     MatchCache &cache = matchCacheOf(ts, fresh);
     const bool sameTable = table == nullptr ? cache.defaultTable : memcmp(cache.table, t, kTableSize) == 0;
-    if (!cache.valid || cache.mode != mode || !sameTable || cache.pattern != pattern) {
+    // strncmp over the cached pattern and its NUL: one pass, and never past
+    // the end of the caller's pattern.
+    if (!cache.valid || cache.mode != mode || !sameTable ||
+        strncmp(cache.pattern.c_str(), pattern, cache.pattern.size() + 1) != 0) {
       cache.valid = false;
       cache.matcher.reset();
       std::string working = wrapPattern(mode, pattern, t);
