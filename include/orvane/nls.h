@@ -141,4 +141,7 @@ ORV_EXTERN_C_END
 #include "orvane/nls_format.h"
 
 #include "orvane/nls_text.h"
+
+#include "orvane/pattern.h"
+
 #endif

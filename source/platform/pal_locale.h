@@ -29,6 +29,13 @@ std::string setNumericLocale(const char *name, int charSet);
 // spellings with and without a codeset, "C"; Windows: the name alone).
 std::vector<std::string> numericLocaleCandidates(const char *name, int charSet);
 
+// An address that identifies the runtime's character-classification table
+// in force for the calling thread (glibc: the thread's ctype table; Windows:
+// the _pctype table of the current locale), or null when the platform
+// offers none. While it stays the same, isalpha, isdigit and their kin
+// answer the same, so a caller may keep answers it read before.
+const void *classificationTable();
+
 // GetCurrentDirectoryA: the process's current directory, or an empty string.
 std::string currentDirectory();
 

@@ -2,6 +2,7 @@
 //
 //   orv info     initialise the services and report what each layer found
 //   orv nls      check an NLS table; convert text between character sets
+//   orv match    print the lines that a pattern matches whole
 //   orv tempfiles  list the temporary-file registry, or run one clean-up pass
 //   orv help     list the subcommands
 #include <stdio.h>
@@ -22,6 +23,7 @@ struct Command {
 const Command kCommands[] = {
     {"info", "initialise the services and report what each layer found", orv::runInfo},
     {"nls", "check an NLS table; convert text between character sets", orv::runNls},
+    {"match", "print the lines that a pattern matches whole", orv::runMatch},
     {"tempfiles", "list the temporary-file registry, or run one clean-up pass", orv::runTempfiles},
 };
 

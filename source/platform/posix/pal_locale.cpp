@@ -5,6 +5,7 @@
 // ja_JP, with or without a codeset ("de_DE.ISO-8859-1", "ja_JP.UTF-8"), and
 // have only the ones installed; the numeric locale's candidates are the
 // usual spellings, with "C" last.
+#include <ctype.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -152,6 +153,14 @@ std::string currentDirectory() {
 bool isDirectory(const char *path) {
   struct stat st;
   return stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+const void *classificationTable() {
+#if defined(__GLIBC__)
+  return *__ctype_b_loc();
+#else
+  return nullptr;
+#endif
 }
 
 }  // namespace pal

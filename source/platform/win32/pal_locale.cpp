@@ -4,6 +4,8 @@
 // GetFileAttributesA.
 #include <windows.h>
 
+#include <ctype.h>
+
 #include "platform/pal_locale.h"
 
 namespace pal {
@@ -26,5 +28,7 @@ bool isDirectory(const char *path) {
   DWORD attributes = GetFileAttributesA(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
+
+const void *classificationTable() { return __pctype_func(); }
 
 }  // namespace pal
