@@ -15,7 +15,8 @@ Handle createWindow(const char *className, const char *windowName, uint32_t styl
 
 bool registerWindowClass(const char *className, WindowProc procedure, Handle instance) {
   WNDCLASSA c = {};
-  c.lpfnWndProc = reinterpret_cast<WNDPROC>(procedure);
+  // The procedure has WNDPROC's shape with the platform layer's integer types.
+  c.lpfnWndProc = reinterpret_cast<WNDPROC>(reinterpret_cast<void (*)()>(procedure));
   c.hInstance = reinterpret_cast<HINSTANCE>(instance);
   c.lpszClassName = className;
   return RegisterClassA(&c) != 0;
