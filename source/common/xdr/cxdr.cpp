@@ -1,0 +1,76 @@
+// The XDR module "CXDR": tracing through the debug device, the module's
+// assertions, and the byte-order functions.
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "common/xdr/cxdr_internal.h"
+#include "orvane/debug.h"
+#include "orvane/frame.h"
+
+namespace cxdr {
+
+namespace {
+AssertHook assertHook = nullptr;
+}  // namespace
+
+bool tracing() { return (TraceActions & kTraceBit) != 0; }
+
+void trace(const char *label, const char *format, ...) {
+  if (!tracing()) {
+    return;
+  }
+  char text[512];
+  va_list args;
+  va_start(args, format);
+  vsnprintf(text, sizeof text, format, args);
+  va_end(args);
+  debug_Print(TraceDevice, label, text);
+}
+
+void traceDump(const char *label, const void *data, uint32_t count) {
+  if (tracing()) {
+    debug_Dump(TraceDevice, label, data, count);
+  }
+}
+
+const char *directionName(uint32_t direction) {
+  switch (direction) {
+    case CXDR_NOP:
+      return "NOP";
+    case CXDR_DECODE:
+      return "DECODE";
+    case CXDR_ENCODE:
+      return "ENCODE";
+    default:
+      return "FREE";
+  }
+}
+
+void assertFailed(int line) {
+  if (assertHook != nullptr) {
+    assertHook("CXDR", line);
+    return;
+  }
+  orvAssert("CXDR", line);
+}
+
+void setAssertHook(AssertHook hook) { assertHook = hook; }
+
+void *allocZeroed(size_t size) { return calloc(size != 0 ? size : 1, 1); }
+
+}  // namespace cxdr
+
+extern "C" {
+
+ORV_API uint32_t h2nl(uint32_t value) {
+  return ((value & 0xFFu) << 24) | ((value & 0xFF00u) << 8) | ((value >> 8) & 0xFF00u) | (value >> 24);
+}
+
+ORV_API uint16_t h2ns(uint16_t value) { return static_cast<uint16_t>((value << 8) | (value >> 8)); }
+
+ORV_API uint32_t n2hl(uint32_t value) { return h2nl(value); }
+
+ORV_API uint16_t n2hs(uint16_t value) { return h2ns(value); }
+
+}  // extern "C"
