@@ -12,6 +12,7 @@ namespace cxdr {
 
 namespace {
 AssertHook assertHook = nullptr;
+AllocHook allocHook = nullptr;
 }  // namespace
 
 bool tracing() { return (TraceActions & kTraceBit) != 0; }
@@ -57,7 +58,17 @@ void assertFailed(int line) {
 
 void setAssertHook(AssertHook hook) { assertHook = hook; }
 
-void *allocZeroed(size_t size) { return calloc(size != 0 ? size : 1, 1); }
+void *allocZeroed(size_t size) {
+  if (size == 0) {
+    size = 1;
+  }
+  if (allocHook != nullptr) {
+    return allocHook(size);
+  }
+  return calloc(size, 1);
+}
+
+void setAllocHook(AllocHook hook) { allocHook = hook; }
 
 }  // namespace cxdr
 

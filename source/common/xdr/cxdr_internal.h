@@ -89,6 +89,11 @@ inline bool addSize(uint32_t count, uint32_t add, size_t *out) {
 // object is still a distinct block), or null.
 void *allocZeroed(size_t size);
 
+// Replaces the allocator behind allocZeroed (null restores calloc).
+// Internal: the white-box tests use it to make allocations fail.
+using AllocHook = void *(*)(size_t size);
+void setAllocHook(AllocHook hook);
+
 }  // namespace cxdr
 
 #endif
