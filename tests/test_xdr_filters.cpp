@@ -2,12 +2,14 @@
 // direction dispatch, compound filters with their allocations and FREE
 // passes, and round trips of random values through every filter.
 #include <math.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <random>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "orvane/nls.h"
@@ -617,4 +619,31 @@ TEST_F(XdrFilters, RandomRoundTripOfEveryFilter) {
     EXPECT_EQ(nullptr, out.wrap);
     EXPECT_EQ(nullptr, out.cwrap);
   }
+}
+
+namespace {
+bool xdrAssertionDeath(int status) {
+#if defined(_WIN32)
+  (void)status;
+  return true;  // FatalExit ends the process; its code is the system's
+#else
+  return ::testing::KilledBySignal(SIGABRT)(status);
+#endif
+}
+}  // namespace
+
+// Encodes an array whose count is above its maximum.
+void encodeTooManyElements() {
+  uint8_t buffer[64];
+  CXDR x;
+  cxdrmem_create(&x, CXDR_ENCODE, buffer, sizeof buffer);
+  uint32_t values[3] = {1, 2, 3};
+  void *p = values;
+  uint32_t n = 3;
+  cxdr_array(&x, &p, &n, 2, 4, uint32Filter);
+}
+
+TEST(XdrAssertionDeathTest, CountAboveTheMaximumIsAFatalAssertion) {
+  EXPECT_EXIT(encodeTooManyElements(), xdrAssertionDeath,
+              ::testing::HasSubstr("Assertion Failure at line <946> of file <CXDR>."));
 }
