@@ -225,6 +225,48 @@ ORV_API int cxdrmem_decryptinit(CXDR *stream, uint32_t key);
 ORV_API int cxdrmem_encode(CXDR *stream);
 ORV_API int cxdrmem_decode(CXDR *stream);
 
+/* --- File streams ---------------------------------------------------------- */
+
+/* For ENCODE or DECODE: opens path with the file layer's open flags and
+ * fills the record over it (0 when the file cannot be opened: lastError
+ * holds the run-time error number); for any other direction: fills the
+ * record with no file. */
+ORV_API int cxdrfile_create(CXDR *stream, uint32_t direction, const char *path, int flags);
+/* Fills the record over a file the caller opened (or null); lastError,
+ * flags, states, overflow mode and the buffer words are 0. */
+ORV_API int cxdrfio_create(CXDR *stream, orvFile *file, uint32_t direction);
+/* Closes any open file of the stream, then opens path with flags; null on
+ * failure (lastError: the run-time error number). */
+ORV_API orvFile *cxdrfile_open(CXDR *stream, const char *path, int flags);
+/* Closes the stream's file, if any, with orvFileClose(file, 2). */
+ORV_API int cxdrfile_close(CXDR *stream);
+/* cxdrfile_close, then cxdrfio_destroy. */
+ORV_API int cxdrfile_destroy(CXDR *stream);
+/* Releases the file cell and the scrambling states; the file stays open. */
+ORV_API int cxdrfio_destroy(CXDR *stream);
+/* Units, unaligned and big-endian; each write is scrambled on its own when
+ * the encrypt flag is set, each read unscrambled when the decrypt flag is
+ * set. A read that the file layer cuts short (without end of file)
+ * succeeds. */
+ORV_API int cxdrfile_getUInt8(CXDR *stream, uint8_t *value);
+ORV_API int cxdrfile_putUInt8(CXDR *stream, const uint8_t *value);
+ORV_API int cxdrfile_getUInt16(CXDR *stream, uint16_t *value);
+ORV_API int cxdrfile_putUInt16(CXDR *stream, const uint16_t *value);
+ORV_API int cxdrfile_getUInt32(CXDR *stream, uint32_t *value);
+ORV_API int cxdrfile_putUInt32(CXDR *stream, const uint32_t *value);
+/* Sequences as raw bytes. On an encrypting stream the caller's buffer is
+ * scrambled in place and left so. */
+ORV_API int cxdrfile_getUInt8s(CXDR *stream, uint8_t *buffer, uint32_t count);
+ORV_API int cxdrfile_putUInt8s(CXDR *stream, uint8_t *buffer, uint32_t count);
+ORV_API int cxdrfile_getCHARs(CXDR *stream, char *buffer, uint32_t count);
+ORV_API int cxdrfile_putCHARs(CXDR *stream, char *buffer, uint32_t count);
+/* The file position (low 32 bits), and a seek from the start of the file. */
+ORV_API int cxdrfile_getpos(CXDR *stream, uint32_t *position);
+ORV_API int cxdrfile_putpos(CXDR *stream, uint32_t position);
+/* The same operations as cxdrmem_encryptinit and cxdrmem_decryptinit. */
+ORV_API int cxdrfile_encryptinit(CXDR *stream, uint32_t key);
+ORV_API int cxdrfile_decryptinit(CXDR *stream, uint32_t key);
+
 /* --- Scrambling ----------------------------------------------------------- */
 
 /* A 32-bit key from a text (never 0). */
