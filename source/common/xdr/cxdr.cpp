@@ -1,12 +1,17 @@
 // The XDR module "CXDR": tracing through the debug device, the module's
 // assertions, and the byte-order functions.
 #include <stdarg.h>
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include "common/xdr/cxdr_internal.h"
 #include "orvane/debug.h"
 #include "orvane/frame.h"
+
+// The record has the 32-bit layout exactly where pointers are 32 bits wide.
+static_assert(sizeof(void *) != 4 || sizeof(CXDR) == sizeof(uint32_t) * 31u, "CXDR keeps its 31 words");
+static_assert(offsetof(CXDR, direction) == 0, "direction is the first word");
 
 namespace cxdr {
 

@@ -47,7 +47,11 @@ ORV_API uint32_t deHashKey(const char *text) {
   uint32_t h = 123;
   if (text != nullptr) {
     for (uint32_t i = 0; text[i] != '\0'; ++i) {
-      auto c = static_cast<int32_t>(static_cast<signed char>(text[i]));
+      // The byte taken as a signed char: 0x80 to 0xFF count as -128 to -1.
+      auto c = static_cast<int32_t>(static_cast<unsigned char>(text[i]));
+      if (c > 127) {
+        c -= 256;
+      }
       h = static_cast<uint32_t>(c) * h + i + 1;
     }
   }
