@@ -20,12 +20,7 @@ AssertHook assertHook = nullptr;
 AllocHook allocHook = nullptr;
 }  // namespace
 
-bool tracing() { return (TraceActions & kTraceBit) != 0; }
-
-void trace(const char *label, const char *format, ...) {
-  if (!tracing()) {
-    return;
-  }
+void traceText(const char *label, const char *format, ...) {
   char text[512];
   va_list args;
   va_start(args, format);

@@ -21,21 +21,21 @@ int readBytes(CXDR *s, void *buffer, uint32_t count) {
   }
   orvFile *file = openFile(s);
   if (file == nullptr) {
-    cxdr::trace("cxdrfile_read", "File Not Open");
+    CXDR_TRACE("cxdrfile_read", "File Not Open");
     return 0;
   }
   if (orvFileEOF(file) != 0) {
-    cxdr::trace("cxdrfile_read", "End-of-File!");
+    CXDR_TRACE("cxdrfile_read", "End-of-File!");
     return 0;
   }
   uint32_t n = orvFileRead(file, buffer, count);
   if (n == 0) {
     s->lastError = static_cast<uint32_t>(orvFileError());
-    cxdr::trace("cxdrfile_read", "Read Failed! Reason code = %d", static_cast<int>(s->lastError));
+    CXDR_TRACE("cxdrfile_read", "Read Failed! Reason code = %d", static_cast<int>(s->lastError));
     return 0;
   }
   if (s->decryptFlag != 0 && s->decryptState != nullptr) {
-    cxdr::trace("cxdrfile_read", "Decrypt %lu bytes", static_cast<unsigned long>(n));
+    CXDR_TRACE("cxdrfile_read", "Decrypt %lu bytes", static_cast<unsigned long>(n));
     deTranslate(s->decryptState, 2, static_cast<uint8_t *>(buffer), n);
   }
   return 1;
@@ -46,16 +46,16 @@ int readBytes(CXDR *s, void *buffer, uint32_t count) {
 int writeBytes(CXDR *s, void *buffer, uint32_t count) {
   orvFile *file = openFile(s);
   if (file == nullptr) {
-    cxdr::trace("cxdrfile_write", "File Not Open");
+    CXDR_TRACE("cxdrfile_write", "File Not Open");
     return 0;
   }
   if (s->encryptFlag != 0 && s->encryptState != nullptr) {
-    cxdr::trace("cxdrfile_write", "Encrypt %u bytes", count);
+    CXDR_TRACE("cxdrfile_write", "Encrypt %u bytes", count);
     deTranslate(s->encryptState, 1, static_cast<uint8_t *>(buffer), count);
   }
   if (orvFileWrite(file, buffer, count) != count) {
     s->lastError = static_cast<uint32_t>(orvFileError());
-    cxdr::trace("cxdrfile_write", "Write Failed! Reason code = %d", static_cast<int>(s->lastError));
+    CXDR_TRACE("cxdrfile_write", "Write Failed! Reason code = %d", static_cast<int>(s->lastError));
     return 0;
   }
   return 1;
@@ -71,13 +71,13 @@ ORV_API int cxdrfile_getUInt8(CXDR *stream, uint8_t *value) {
     return 0;
   }
   *value = b;
-  cxdr::trace("cxdrfile_getUInt8", "Read 0x%x", static_cast<unsigned>(b));
+  CXDR_TRACE("cxdrfile_getUInt8", "Read 0x%x", static_cast<unsigned>(b));
   return 1;
 }
 
 ORV_API int cxdrfile_putUInt8(CXDR *stream, const uint8_t *value) {
   uint8_t b = *value;
-  cxdr::trace("cxdrfile_putUInt8", "Writing 0x%x", static_cast<unsigned>(b));
+  CXDR_TRACE("cxdrfile_putUInt8", "Writing 0x%x", static_cast<unsigned>(b));
   return writeBytes(stream, &b, 1);
 }
 
@@ -87,13 +87,13 @@ ORV_API int cxdrfile_getUInt16(CXDR *stream, uint16_t *value) {
     return 0;
   }
   *value = n2hs(wire);
-  cxdr::trace("cxdrfile_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
+  CXDR_TRACE("cxdrfile_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
 }
 
 ORV_API int cxdrfile_putUInt16(CXDR *stream, const uint16_t *value) {
   uint16_t wire = h2ns(*value);
-  cxdr::trace("cxdrfile_putUInt16", "Writing 0x%x", static_cast<unsigned>(wire));
+  CXDR_TRACE("cxdrfile_putUInt16", "Writing 0x%x", static_cast<unsigned>(wire));
   return writeBytes(stream, &wire, 2);
 }
 
@@ -103,18 +103,18 @@ ORV_API int cxdrfile_getUInt32(CXDR *stream, uint32_t *value) {
     return 0;
   }
   *value = n2hl(wire);
-  cxdr::trace("cxdrfile_getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
+  CXDR_TRACE("cxdrfile_getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
   return 1;
 }
 
 ORV_API int cxdrfile_putUInt32(CXDR *stream, const uint32_t *value) {
   uint32_t wire = h2nl(*value);
-  cxdr::trace("cxdrfile_putUInt32", "Writing 0x%lx", static_cast<unsigned long>(wire));
+  CXDR_TRACE("cxdrfile_putUInt32", "Writing 0x%lx", static_cast<unsigned long>(wire));
   return writeBytes(stream, &wire, 4);
 }
 
 ORV_API int cxdrfile_getUInt8s(CXDR *stream, uint8_t *buffer, uint32_t count) {
-  cxdr::trace("cxdrfile_getUInt8s", "Reading %lu bytes", static_cast<unsigned long>(count));
+  CXDR_TRACE("cxdrfile_getUInt8s", "Reading %lu bytes", static_cast<unsigned long>(count));
   if (readBytes(stream, buffer, count) == 0) {
     return 0;
   }
@@ -131,7 +131,7 @@ ORV_API int cxdrfile_putUInt8s(CXDR *stream, uint8_t *buffer, uint32_t count) {
 }
 
 ORV_API int cxdrfile_getCHARs(CXDR *stream, char *buffer, uint32_t count) {
-  cxdr::trace("cxdrfile_getCHARs", "Reading %lu characters", static_cast<unsigned long>(count));
+  CXDR_TRACE("cxdrfile_getCHARs", "Reading %lu characters", static_cast<unsigned long>(count));
   if (readBytes(stream, buffer, count) == 0) {
     return 0;
   }
@@ -143,7 +143,7 @@ ORV_API int cxdrfile_putCHARs(CXDR *stream, char *buffer, uint32_t count) {
   if (count == 0) {
     return 1;
   }
-  cxdr::trace("cxdrfile_putCHARs", "Writing %lu characters", static_cast<unsigned long>(count));
+  CXDR_TRACE("cxdrfile_putCHARs", "Writing %lu characters", static_cast<unsigned long>(count));
   cxdr::traceDump("cxdrfile_putCHARs", buffer, count);
   return writeBytes(stream, buffer, count);
 }
@@ -151,40 +151,40 @@ ORV_API int cxdrfile_putCHARs(CXDR *stream, char *buffer, uint32_t count) {
 ORV_API int cxdrfile_getpos(CXDR *stream, uint32_t *position) {
   orvFile *file = openFile(stream);
   if (file == nullptr) {
-    cxdr::trace("cxdrfile_getpos", "File Not Open");
+    CXDR_TRACE("cxdrfile_getpos", "File Not Open");
     return 0;
   }
   int64_t at = orvFileTell(file);
   if (at < 0) {
     stream->lastError = static_cast<uint32_t>(errno);
-    cxdr::trace("cxdrfile_getpos", "Get Position Failed! Reason code = %d",
-                static_cast<int>(stream->lastError));
+    CXDR_TRACE("cxdrfile_getpos", "Get Position Failed! Reason code = %d",
+               static_cast<int>(stream->lastError));
     return 0;
   }
   *position = static_cast<uint32_t>(at);
-  cxdr::trace("cxdrfile_getpos", "Position %ld", static_cast<long>(*position));
+  CXDR_TRACE("cxdrfile_getpos", "Position %ld", static_cast<long>(*position));
   return 1;
 }
 
 ORV_API int cxdrfile_putpos(CXDR *stream, uint32_t position) {
   orvFile *file = openFile(stream);
   if (file == nullptr) {
-    cxdr::trace("cxdrfile_getpos", "File Not Open");  // the label of getpos, as it always was
+    CXDR_TRACE("cxdrfile_getpos", "File Not Open");  // the label of getpos, as it always was
     return 0;
   }
-  cxdr::trace("cxdrfile_putpos", "Set Position to %lu", static_cast<unsigned long>(position));
+  CXDR_TRACE("cxdrfile_putpos", "Set Position to %lu", static_cast<unsigned long>(position));
   // The file layer returns 1 when the seek succeeds.
   if (orvFileSeek(file, static_cast<int64_t>(position), ORV_FILE_SEEK_SET) != 1) {
     stream->lastError = static_cast<uint32_t>(errno);
-    cxdr::trace("cxdrfile_putpos", "Set Position Failed! Reason code = %d",
-                static_cast<int>(stream->lastError));
+    CXDR_TRACE("cxdrfile_putpos", "Set Position Failed! Reason code = %d",
+               static_cast<int>(stream->lastError));
     return 0;
   }
   return 1;
 }
 
 ORV_API int cxdrfio_create(CXDR *stream, orvFile *file, uint32_t direction) {
-  cxdr::trace("cxdrfio_create", "Create %s stream", cxdr::directionName(direction));
+  CXDR_TRACE("cxdrfio_create", "Create %s stream", cxdr::directionName(direction));
   stream->lastError = 0;
   auto *cell = static_cast<orvFile **>(malloc(sizeof(orvFile *)));
   if (cell == nullptr) {
@@ -225,15 +225,15 @@ ORV_API int cxdrfio_create(CXDR *stream, orvFile *file, uint32_t direction) {
 }
 
 ORV_API orvFile *cxdrfile_open(CXDR *stream, const char *path, int flags) {
-  cxdr::trace("cxdrfile_open", "Create stream over '%s' file '%s'", cxdr::directionName(stream->direction),
-              path != nullptr ? path : "");
+  CXDR_TRACE("cxdrfile_open", "Create stream over '%s' file '%s'", cxdr::directionName(stream->direction),
+             path != nullptr ? path : "");
   cxdrfile_close(stream);
   stream->lastError = 0;
   errno = 0;
   orvFile *file = orvFileOpen(flags, ORV_FILE_TAG_PATH, path, ORV_FILE_TAG_END);
   if (file == nullptr) {
     stream->lastError = static_cast<uint32_t>(errno);
-    cxdr::trace("cxdrfile_open", "File open error.  Code = %d", static_cast<int>(stream->lastError));
+    CXDR_TRACE("cxdrfile_open", "File open error.  Code = %d", static_cast<int>(stream->lastError));
     return nullptr;
   }
   auto *cell = static_cast<orvFile **>(stream->ownedStorage);
@@ -250,7 +250,7 @@ ORV_API orvFile *cxdrfile_open(CXDR *stream, const char *path, int flags) {
 }
 
 ORV_API int cxdrfile_create(CXDR *stream, uint32_t direction, const char *path, int flags) {
-  cxdr::trace("cxdrfile_create", "Create %s stream", cxdr::directionName(direction));
+  CXDR_TRACE("cxdrfile_create", "Create %s stream", cxdr::directionName(direction));
   if (direction != CXDR_ENCODE && direction != CXDR_DECODE) {
     return cxdrfio_create(stream, nullptr, direction);
   }

@@ -7,6 +7,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "orvane/debug.h"
 #include "orvane/xdr.h"
 
 namespace cxdr {
@@ -15,11 +16,12 @@ namespace cxdr {
 constexpr uint32_t kTraceBit = 0x4000u;
 
 // True while the XDR trace bit of TraceActions is set.
-bool tracing();
+inline bool tracing() { return (TraceActions & kTraceBit) != 0; }
 
-// Formats a trace text and prints it on TraceDevice under label, when
-// tracing.
-void trace(const char *label, const char *format, ...)
+// Formats a trace text and prints it on TraceDevice under label. Callers
+// test tracing() first (CXDR_TRACE does), so that an untraced stream pays
+// for no call and no argument set-up.
+void traceText(const char *label, const char *format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 2, 3)))
 #endif
@@ -27,6 +29,18 @@ void trace(const char *label, const char *format, ...)
 
 // Dumps bytes to TraceDevice under label, when tracing.
 void traceDump(const char *label, const void *data, uint32_t count);
+
+}  // namespace cxdr
+
+// A trace text under label, when tracing.
+#define CXDR_TRACE(...)             \
+  do {                              \
+    if (cxdr::tracing()) {          \
+      cxdr::traceText(__VA_ARGS__); \
+    }                               \
+  } while (0)
+
+namespace cxdr {
 
 // The trace name of a direction: "NOP", "DECODE", "ENCODE", "FREE" (also
 // for every value above 3).

@@ -31,16 +31,16 @@ bool unitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
     if (hasRoom(s, width)) {
       return true;
     }
-    cxdr::trace(label, "Buffer overflow!");
+    CXDR_TRACE(label, "Buffer overflow!");
     return false;
   }
   if (s->overflowMode != CXDR_OVERFLOW_HOOKS) {
-    cxdr::trace(label, "Buffer overflow!");
+    CXDR_TRACE(label, "Buffer overflow!");
     return false;
   }
   cxdrStreamOp hook = reading ? s->decodeHook : s->encodeHook;
   if (hook == nullptr || hook(s) == 0 || !hasRoom(s, width)) {
-    cxdr::trace(label, reading ? "XDR read fail" : "XDR write fail");
+    CXDR_TRACE(label, reading ? "XDR read fail" : "XDR write fail");
     return false;
   }
   return true;
@@ -54,16 +54,16 @@ bool sequenceRoom(CXDR *s, bool reading, const char *label) {
     if (hasRoom(s, 1)) {
       return true;
     }
-    cxdr::trace(label, "Buffer overflow!");
+    CXDR_TRACE(label, "Buffer overflow!");
     return false;
   }
   if (s->overflowMode != CXDR_OVERFLOW_HOOKS) {
-    cxdr::trace(label, "Buffer overflow!");
+    CXDR_TRACE(label, "Buffer overflow!");
     return false;
   }
   cxdrStreamOp hook = reading ? s->decodeHook : s->encodeHook;
   if (hook == nullptr || hook(s) == 0 || !hasRoom(s, 1)) {
-    cxdr::trace(label, reading ? "XDR Read Fail" : "XDR write fail");
+    CXDR_TRACE(label, reading ? "XDR Read Fail" : "XDR write fail");
     return false;
   }
   return true;
@@ -73,7 +73,7 @@ int getSequence(CXDR *s, uint8_t *buffer, uint32_t count, const char *label, con
   if (count == 0) {
     return 1;
   }
-  cxdr::trace(label, readText, static_cast<unsigned long>(count));
+  CXDR_TRACE(label, readText, static_cast<unsigned long>(count));
   uint32_t remaining = count;
   while (remaining > 0) {
     if (!sequenceRoom(s, true, label)) {
@@ -120,8 +120,8 @@ extern "C" {
 
 ORV_API int cxdrmem_create(CXDR *stream, uint32_t direction, void *buffer, uint32_t size) {
   uint32_t rounded = size & ~3u;
-  cxdr::trace("cxdrmem_create", "Allocate %s stream (%lu bytes)", cxdr::directionName(direction),
-              static_cast<unsigned long>(rounded));
+  CXDR_TRACE("cxdrmem_create", "Allocate %s stream (%lu bytes)", cxdr::directionName(direction),
+             static_cast<unsigned long>(rounded));
   stream->encryptFlag = 0;
   stream->encryptState = nullptr;
   stream->decryptFlag = 0;
@@ -166,8 +166,8 @@ ORV_API int cxdrmem_close(CXDR *stream) {
 }
 
 ORV_API int cxdrmem_destroy(CXDR *stream) {
-  cxdr::trace("cxdrmem_destroy", "Free stream [%x]",
-              static_cast<unsigned>(reinterpret_cast<uintptr_t>(stream)));
+  CXDR_TRACE("cxdrmem_destroy", "Free stream [%x]",
+             static_cast<unsigned>(reinterpret_cast<uintptr_t>(stream)));
   free(stream->ownedStorage);
   stream->ownedStorage = nullptr;
   free(stream->encryptState);
@@ -183,12 +183,12 @@ ORV_API int cxdrmem_getUInt8(CXDR *stream, uint8_t *value) {
   }
   *value = stream->buffer[stream->position];
   stream->position += 1;
-  cxdr::trace("cxdrmem_getUInt8", "Read 0x%x", static_cast<unsigned>(*value));
+  CXDR_TRACE("cxdrmem_getUInt8", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
 }
 
 ORV_API int cxdrmem_putUInt8(CXDR *stream, const uint8_t *value) {
-  cxdr::trace("cxdrmem_putUInt8", "Write 0x%x", static_cast<unsigned>(*value));
+  CXDR_TRACE("cxdrmem_putUInt8", "Write 0x%x", static_cast<unsigned>(*value));
   if (!unitRoom(stream, 1, false, "cxdrmem_putUInt8")) {
     return 0;
   }
@@ -206,12 +206,12 @@ ORV_API int cxdrmem_getUInt16(CXDR *stream, uint16_t *value) {
   memcpy(&wire, stream->buffer + stream->position, 2);
   *value = n2hs(wire);
   stream->position += 2;
-  cxdr::trace("cxdrmem_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
+  CXDR_TRACE("cxdrmem_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
 }
 
 ORV_API int cxdrmem_putUInt16(CXDR *stream, const uint16_t *value) {
-  cxdr::trace("cxdrmem_putUInt16", "Write 0x%x", static_cast<unsigned>(*value));
+  CXDR_TRACE("cxdrmem_putUInt16", "Write 0x%x", static_cast<unsigned>(*value));
   align(stream, 2);
   if (!unitRoom(stream, 2, false, "cxdrmem_putUInt16")) {
     return 0;
@@ -231,12 +231,12 @@ ORV_API int cxdrmem_getUInt32(CXDR *stream, uint32_t *value) {
   memcpy(&wire, stream->buffer + stream->position, 4);
   *value = n2hl(wire);
   stream->position += 4;
-  cxdr::trace("getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
+  CXDR_TRACE("getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
   return 1;
 }
 
 ORV_API int cxdrmem_putUInt32(CXDR *stream, const uint32_t *value) {
-  cxdr::trace("cxdrmem_putUInt32", "Write 0x%lx", static_cast<unsigned long>(*value));
+  CXDR_TRACE("cxdrmem_putUInt32", "Write 0x%lx", static_cast<unsigned long>(*value));
   align(stream, 4);
   if (!unitRoom(stream, 4, false, "cxdrmem_putUInt32")) {
     return 0;
@@ -266,13 +266,13 @@ ORV_API int cxdrmem_putCHARs(CXDR *stream, char *buffer, uint32_t count) {
 
 ORV_API int cxdrmem_getpos(CXDR *stream, uint32_t *position) {
   *position = stream->position;
-  cxdr::trace("cxdrmem_getpos", "Position %lu", static_cast<unsigned long>(stream->position));
+  CXDR_TRACE("cxdrmem_getpos", "Position %lu", static_cast<unsigned long>(stream->position));
   return 1;
 }
 
 ORV_API int cxdrmem_putpos(CXDR *stream, uint32_t position) {
   if (position >= stream->limit) {
-    cxdr::trace("cxdrmem_putpos", "Overflow!");
+    CXDR_TRACE("cxdrmem_putpos", "Overflow!");
     return 0;
   }
   stream->position = position;

@@ -169,7 +169,7 @@ ORV_API int cxdrmem_decryptinit(CXDR *stream, uint32_t key) {
 
 ORV_API int cxdrmem_encode(CXDR *stream) {
   if (stream->encryptFlag != 0 && stream->encryptState != nullptr) {
-    cxdr::trace("cxdrmem_encode", "Encrypt %u bytes", stream->position);
+    CXDR_TRACE("cxdrmem_encode", "Encrypt %u bytes", stream->position);
     deTranslate(stream->encryptState, 1, stream->buffer, stream->position);
   }
   return 1;
@@ -177,7 +177,7 @@ ORV_API int cxdrmem_encode(CXDR *stream) {
 
 ORV_API int cxdrmem_decode(CXDR *stream) {
   if (stream->decryptFlag != 0 && stream->decryptState != nullptr) {
-    cxdr::trace("cxdrmem_decode", "Decrypt %u bytes", stream->position);
+    CXDR_TRACE("cxdrmem_decode", "Decrypt %u bytes", stream->position);
     deTranslate(stream->decryptState, 2, stream->buffer, stream->position);
   }
   return 1;
