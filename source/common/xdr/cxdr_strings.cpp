@@ -241,6 +241,7 @@ int decodeText(CXDR *stream, char **text, uint32_t *outLength, uint32_t maxLengt
       }
     }
     nlsStrStore(*text, size, converted);
+    (*text)[size - 1] = '\0';  // a store that fills the field leaves no terminator
     free(converted);
     if (outLength != nullptr) {
       *outLength = static_cast<uint32_t>(size - 1);
