@@ -74,14 +74,12 @@ void setAllocHook(AllocHook hook) { allocHook = hook; }
 
 extern "C" {
 
-ORV_API uint32_t h2nl(uint32_t value) {
-  return ((value & 0xFFu) << 24) | ((value & 0xFF00u) << 8) | ((value >> 8) & 0xFF00u) | (value >> 24);
-}
+ORV_API uint32_t h2nl(uint32_t value) { return cxdr::swap32(value); }
 
-ORV_API uint16_t h2ns(uint16_t value) { return static_cast<uint16_t>((value << 8) | (value >> 8)); }
+ORV_API uint16_t h2ns(uint16_t value) { return cxdr::swap16(value); }
 
-ORV_API uint32_t n2hl(uint32_t value) { return h2nl(value); }
+ORV_API uint32_t n2hl(uint32_t value) { return cxdr::swap32(value); }
 
-ORV_API uint16_t n2hs(uint16_t value) { return h2ns(value); }
+ORV_API uint16_t n2hs(uint16_t value) { return cxdr::swap16(value); }
 
 }  // extern "C"

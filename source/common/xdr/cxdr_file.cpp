@@ -86,13 +86,13 @@ ORV_API int cxdrfile_getUInt16(CXDR *stream, uint16_t *value) {
   if (readBytes(stream, &wire, 2) == 0) {
     return 0;
   }
-  *value = n2hs(wire);
+  *value = cxdr::swap16(wire);
   CXDR_TRACE("cxdrfile_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
 }
 
 ORV_API int cxdrfile_putUInt16(CXDR *stream, const uint16_t *value) {
-  uint16_t wire = h2ns(*value);
+  uint16_t wire = cxdr::swap16(*value);
   CXDR_TRACE("cxdrfile_putUInt16", "Writing 0x%x", static_cast<unsigned>(wire));
   return writeBytes(stream, &wire, 2);
 }
@@ -102,13 +102,13 @@ ORV_API int cxdrfile_getUInt32(CXDR *stream, uint32_t *value) {
   if (readBytes(stream, &wire, 4) == 0) {
     return 0;
   }
-  *value = n2hl(wire);
+  *value = cxdr::swap32(wire);
   CXDR_TRACE("cxdrfile_getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
   return 1;
 }
 
 ORV_API int cxdrfile_putUInt32(CXDR *stream, const uint32_t *value) {
-  uint32_t wire = h2nl(*value);
+  uint32_t wire = cxdr::swap32(*value);
   CXDR_TRACE("cxdrfile_putUInt32", "Writing 0x%lx", static_cast<unsigned long>(wire));
   return writeBytes(stream, &wire, 4);
 }

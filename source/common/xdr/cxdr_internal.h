@@ -79,6 +79,13 @@ void assertFailed(int line);
 using AssertHook = void (*)(const char *sourceName, int line);
 void setAssertHook(AssertHook hook);
 
+// Host to network order and back (the hosts are little-endian); inline,
+// so that the streams do not call the exported functions.
+inline uint32_t swap32(uint32_t v) {
+  return ((v & 0xFFu) << 24) | ((v & 0xFF00u) << 8) | ((v >> 8) & 0xFF00u) | (v >> 24);
+}
+inline uint16_t swap16(uint16_t v) { return static_cast<uint16_t>((v << 8) | (v >> 8)); }
+
 // count x size as a size_t, or false when it cannot be represented.
 inline bool multiplySize(uint32_t count, uint32_t size, size_t *out) {
   uint64_t total = static_cast<uint64_t>(count) * size;

@@ -26,7 +26,10 @@ void align(CXDR *s, uint32_t width) {
 // overflow mode 2. After a hook that reports success, a unit that still
 // does not fit fails as a failed read or write, instead of touching memory
 // past the buffer.
-bool unitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+bool makeUnitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
   if (static_cast<uint64_t>(s->position) + width <= s->limit) {
     if (hasRoom(s, width)) {
       return true;
@@ -44,6 +47,14 @@ bool unitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
     return false;
   }
   return true;
+}
+
+// The common case inline: the unit fits inside the limit and the buffer.
+inline bool unitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
+  if (s->buffer != nullptr && s->limit <= s->size && static_cast<uint64_t>(s->position) + width <= s->limit) {
+    return true;
+  }
+  return makeUnitRoom(s, width, reading, label);
 }
 
 // Makes room for the next piece of a sequence: something must be left
@@ -204,7 +215,7 @@ ORV_API int cxdrmem_getUInt16(CXDR *stream, uint16_t *value) {
   }
   uint16_t wire = 0;
   memcpy(&wire, stream->buffer + stream->position, 2);
-  *value = n2hs(wire);
+  *value = cxdr::swap16(wire);
   stream->position += 2;
   CXDR_TRACE("cxdrmem_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
@@ -216,7 +227,7 @@ ORV_API int cxdrmem_putUInt16(CXDR *stream, const uint16_t *value) {
   if (!unitRoom(stream, 2, false, "cxdrmem_putUInt16")) {
     return 0;
   }
-  uint16_t wire = h2ns(*value);
+  uint16_t wire = cxdr::swap16(*value);
   memcpy(stream->buffer + stream->position, &wire, 2);
   stream->position += 2;
   return 1;
@@ -229,7 +240,7 @@ ORV_API int cxdrmem_getUInt32(CXDR *stream, uint32_t *value) {
   }
   uint32_t wire = 0;
   memcpy(&wire, stream->buffer + stream->position, 4);
-  *value = n2hl(wire);
+  *value = cxdr::swap32(wire);
   stream->position += 4;
   CXDR_TRACE("getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
   return 1;
@@ -241,7 +252,7 @@ ORV_API int cxdrmem_putUInt32(CXDR *stream, const uint32_t *value) {
   if (!unitRoom(stream, 4, false, "cxdrmem_putUInt32")) {
     return 0;
   }
-  uint32_t wire = h2nl(*value);
+  uint32_t wire = cxdr::swap32(*value);
   memcpy(stream->buffer + stream->position, &wire, 4);
   stream->position += 4;
   return 1;
