@@ -605,7 +605,9 @@ TEST_F(XdrFilters, RandomRoundTripOfEveryFilter) {
     EXPECT_EQ(0, memcmp(in.opaque, out.opaque, 5));
     EXPECT_EQ(0, memcmp(in.vec, out.vec, 3));
     ASSERT_EQ(in.bytesCount, out.bytesCount);
-    EXPECT_EQ(0, memcmp(raw.data(), out.bytes, raw.size()));
+    if (!raw.empty()) {
+      EXPECT_EQ(0, memcmp(raw.data(), out.bytes, raw.size()));
+    }
     ASSERT_EQ(in.charsCount, out.charsCount);
     EXPECT_EQ(chars, std::string(out.chars, out.charsCount));
     EXPECT_EQ(str, out.str);
