@@ -271,3 +271,38 @@ TEST_F(XdrFile, CloseThenOpenAnotherFile) {
   EXPECT_EQ(std::vector<uint8_t>{1}, fileBytes(a));
   EXPECT_EQ(std::vector<uint8_t>{2}, fileBytes(b));
 }
+
+TEST_F(XdrFile, TraceTexts) {
+  traced();
+  std::string p = path("traced.xdr");
+  CXDR x;
+  ASSERT_EQ(1, cxdrfile_create(&x, CXDR_ENCODE, p.c_str(), kWrite));
+  cxdrfile_encryptinit(&x, 5);
+  x.encryptFlag = 1;
+  uint32_t w = 0x0A0B0C0D;
+  ASSERT_EQ(1, cxdr_UInt32(&x, &w));
+  char text[4] = {'a', 'b', 'c', 'd'};
+  ASSERT_EQ(1, cxdrfile_putCHARs(&x, text, 4));
+  cxdrfile_destroy(&x);
+  EXPECT_TRUE(logHas("cxdrfile_create: Create ENCODE stream"));
+  EXPECT_TRUE(logHas("cxdrfio_create: Create ENCODE stream"));
+  EXPECT_TRUE(logHas("cxdrfile_write: Encrypt 4 bytes")) << logText();
+  EXPECT_TRUE(logHas("cxdrfile_putCHARs: Writing 4 characters"));
+  CXDR r;
+  ASSERT_EQ(1, cxdrfile_create(&r, CXDR_DECODE, p.c_str(), kRead));
+  cxdrfile_decryptinit(&r, 5);
+  r.decryptFlag = 1;
+  uint32_t back = 0;
+  ASSERT_EQ(1, cxdr_UInt32(&r, &back));
+  EXPECT_EQ(w, back);
+  char chars[4];
+  ASSERT_EQ(1, cxdrfile_getCHARs(&r, chars, 4));
+  EXPECT_EQ(0, memcmp(chars, "abcd", 4));
+  uint8_t bytes[1];
+  EXPECT_EQ(0, cxdrfile_getUInt8s(&r, bytes, 1));
+  cxdrfile_destroy(&r);
+  EXPECT_TRUE(logHas("cxdrfile_read: Decrypt 4 bytes"));
+  EXPECT_TRUE(logHas("cxdrfile_getUInt32: Read 0xa0b0c0d"));
+  EXPECT_TRUE(logHas("cxdrfile_getCHARs: Reading 4 characters"));
+  EXPECT_TRUE(logHas("cxdrfile_getUInt8s: Reading 1 bytes"));
+}

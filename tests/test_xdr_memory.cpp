@@ -466,3 +466,22 @@ TEST_F(XdrMemory, ScrambledThroughTheDefaultHooks) {
   }
   cxdrmem_destroy(&w.stream);
 }
+
+TEST_F(XdrMemory, HooksTraceWhatTheyScramble) {
+  traced();
+  CXDR x;
+  uint8_t buffer[16] = {};
+  cxdrmem_create(&x, CXDR_ENCODE, buffer, sizeof buffer);
+  cxdrmem_encryptinit(&x, 3);
+  cxdrmem_decryptinit(&x, 3);
+  x.position = 10;
+  cxdrmem_encode(&x);
+  EXPECT_FALSE(logHas("cxdrmem_encode: Encrypt 10 bytes")) << "flag off: nothing";
+  x.encryptFlag = 1;
+  x.decryptFlag = 1;
+  cxdrmem_encode(&x);
+  cxdrmem_decode(&x);
+  EXPECT_TRUE(logHas("cxdrmem_encode: Encrypt 10 bytes")) << logText();
+  EXPECT_TRUE(logHas("cxdrmem_decode: Decrypt 10 bytes"));
+  cxdrmem_destroy(&x);
+}
