@@ -15,6 +15,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <string>
 #include <vector>
 
 #include "common/xdr/cxdr_internal.h"
@@ -82,6 +83,20 @@ int noRoom(CXDR *) { return 1; }
 bool ready = false;
 
 }  // namespace
+
+// Strings are read into the current character set: language support needs
+// its table. Unless ORVNLSTAB names one, the table beside the program (where
+// the build copies it) is used.
+extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
+  if (getenv("ORVNLSTAB") == nullptr && *argc > 0) {
+    std::string program = (*argv)[0];
+    size_t slash = program.find_last_of('/');
+    std::string table =
+        (slash == std::string::npos ? std::string() : program.substr(0, slash + 1)) + "orvane.nls";
+    setenv("ORVNLSTAB", table.c_str(), 0);
+  }
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (!ready) {
