@@ -306,3 +306,19 @@ TEST_F(XdrFile, TraceTexts) {
   EXPECT_TRUE(logHas("cxdrfile_getCHARs: Reading 4 characters"));
   EXPECT_TRUE(logHas("cxdrfile_getUInt8s: Reading 1 bytes"));
 }
+
+TEST_F(XdrFile, EmptySequences) {
+  std::string p = path("empty.xdr");
+  CXDR x;
+  ASSERT_EQ(1, cxdrfile_create(&x, CXDR_ENCODE, p.c_str(), kWrite));
+  uint8_t byte = 0;
+  char ch = 0;
+  EXPECT_EQ(1, cxdrfile_putUInt8s(&x, &byte, 0));
+  EXPECT_EQ(1, cxdrfile_putCHARs(&x, &ch, 0));
+  EXPECT_EQ(1, cxdrfile_getUInt8s(&x, &byte, 0)) << "a read of nothing succeeds at once";
+  cxdrfile_close(&x);
+  EXPECT_EQ(0, cxdrfile_putUInt8s(&x, &byte, 0)) << "no file is open";
+  EXPECT_EQ(1, cxdrfile_getCHARs(&x, &ch, 0));
+  cxdrfile_destroy(&x);
+  EXPECT_TRUE(fileBytes(p).empty());
+}

@@ -123,9 +123,6 @@ ORV_API int cxdrfile_getUInt8s(CXDR *stream, uint8_t *buffer, uint32_t count) {
 }
 
 ORV_API int cxdrfile_putUInt8s(CXDR *stream, uint8_t *buffer, uint32_t count) {
-  if (count == 0) {
-    return 1;
-  }
   cxdr::traceDump("cxdrfile_putUInt8s", buffer, count);
   return writeBytes(stream, buffer, count);
 }
@@ -140,9 +137,6 @@ ORV_API int cxdrfile_getCHARs(CXDR *stream, char *buffer, uint32_t count) {
 }
 
 ORV_API int cxdrfile_putCHARs(CXDR *stream, char *buffer, uint32_t count) {
-  if (count == 0) {
-    return 1;
-  }
   CXDR_TRACE("cxdrfile_putCHARs", "Writing %lu characters", static_cast<unsigned long>(count));
   cxdr::traceDump("cxdrfile_putCHARs", buffer, count);
   return writeBytes(stream, buffer, count);
