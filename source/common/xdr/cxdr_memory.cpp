@@ -49,12 +49,36 @@ bool makeUnitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
   return true;
 }
 
-// The common case inline: the unit fits inside the limit and the buffer.
-inline bool unitRoom(CXDR *s, uint32_t width, bool reading, const char *label) {
-  if (s->buffer != nullptr && s->limit <= s->size && static_cast<uint64_t>(s->position) + width <= s->limit) {
-    return true;
+// The place of the next unit of width bytes (2 and 4 aligned first), with
+// the position moved past it; null when there is no room, after the
+// overflow handling.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+uint8_t *
+unitAtSlow(CXDR *s, uint32_t width, bool reading, const char *label) {
+  if (width > 1) {
+    align(s, width);
   }
-  return makeUnitRoom(s, width, reading, label);
+  if (!makeUnitRoom(s, width, reading, label)) {
+    return nullptr;
+  }
+  uint8_t *at = s->buffer + s->position;
+  s->position += width;
+  return at;
+}
+
+// The common case inline: the aligned unit fits inside the limit, and the
+// limit inside the buffer.
+inline uint8_t *unitAt(CXDR *s, uint32_t width, bool reading, const char *label) {
+  uint32_t pos = s->position;
+  uint32_t aligned = (pos + (width - 1)) & ~(width - 1);
+  if (aligned >= pos && s->buffer != nullptr && s->limit <= s->size && aligned <= s->limit &&
+      s->limit - aligned >= width) {
+    s->position = aligned + width;
+    return s->buffer + aligned;
+  }
+  return unitAtSlow(s, width, reading, label);
 }
 
 // Makes room for the next piece of a sequence: something must be left
@@ -189,72 +213,68 @@ ORV_API int cxdrmem_destroy(CXDR *stream) {
 }
 
 ORV_API int cxdrmem_getUInt8(CXDR *stream, uint8_t *value) {
-  if (!unitRoom(stream, 1, true, "cxdrmem_getUInt8")) {
+  const uint8_t *at = unitAt(stream, 1, true, "cxdrmem_getUInt8");
+  if (at == nullptr) {
     return 0;
   }
-  *value = stream->buffer[stream->position];
-  stream->position += 1;
+  *value = *at;
   CXDR_TRACE("cxdrmem_getUInt8", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
 }
 
 ORV_API int cxdrmem_putUInt8(CXDR *stream, const uint8_t *value) {
   CXDR_TRACE("cxdrmem_putUInt8", "Write 0x%x", static_cast<unsigned>(*value));
-  if (!unitRoom(stream, 1, false, "cxdrmem_putUInt8")) {
+  uint8_t *at = unitAt(stream, 1, false, "cxdrmem_putUInt8");
+  if (at == nullptr) {
     return 0;
   }
-  stream->buffer[stream->position] = *value;
-  stream->position += 1;
+  *at = *value;
   return 1;
 }
 
 ORV_API int cxdrmem_getUInt16(CXDR *stream, uint16_t *value) {
-  align(stream, 2);
-  if (!unitRoom(stream, 2, true, "cxdrmem_getUInt16")) {
+  const uint8_t *at = unitAt(stream, 2, true, "cxdrmem_getUInt16");
+  if (at == nullptr) {
     return 0;
   }
   uint16_t wire = 0;
-  memcpy(&wire, stream->buffer + stream->position, 2);
+  memcpy(&wire, at, 2);
   *value = cxdr::swap16(wire);
-  stream->position += 2;
   CXDR_TRACE("cxdrmem_getUInt16", "Read 0x%x", static_cast<unsigned>(*value));
   return 1;
 }
 
 ORV_API int cxdrmem_putUInt16(CXDR *stream, const uint16_t *value) {
   CXDR_TRACE("cxdrmem_putUInt16", "Write 0x%x", static_cast<unsigned>(*value));
-  align(stream, 2);
-  if (!unitRoom(stream, 2, false, "cxdrmem_putUInt16")) {
+  uint8_t *at = unitAt(stream, 2, false, "cxdrmem_putUInt16");
+  if (at == nullptr) {
     return 0;
   }
   uint16_t wire = cxdr::swap16(*value);
-  memcpy(stream->buffer + stream->position, &wire, 2);
-  stream->position += 2;
+  memcpy(at, &wire, 2);
   return 1;
 }
 
 ORV_API int cxdrmem_getUInt32(CXDR *stream, uint32_t *value) {
-  align(stream, 4);
-  if (!unitRoom(stream, 4, true, "cxdrmem_getUInt32")) {
+  const uint8_t *at = unitAt(stream, 4, true, "cxdrmem_getUInt32");
+  if (at == nullptr) {
     return 0;
   }
   uint32_t wire = 0;
-  memcpy(&wire, stream->buffer + stream->position, 4);
+  memcpy(&wire, at, 4);
   *value = cxdr::swap32(wire);
-  stream->position += 4;
   CXDR_TRACE("getUInt32", "Read 0x%lx", static_cast<unsigned long>(*value));
   return 1;
 }
 
 ORV_API int cxdrmem_putUInt32(CXDR *stream, const uint32_t *value) {
   CXDR_TRACE("cxdrmem_putUInt32", "Write 0x%lx", static_cast<unsigned long>(*value));
-  align(stream, 4);
-  if (!unitRoom(stream, 4, false, "cxdrmem_putUInt32")) {
+  uint8_t *at = unitAt(stream, 4, false, "cxdrmem_putUInt32");
+  if (at == nullptr) {
     return 0;
   }
   uint32_t wire = cxdr::swap32(*value);
-  memcpy(stream->buffer + stream->position, &wire, 4);
-  stream->position += 4;
+  memcpy(at, &wire, 4);
   return 1;
 }
 
