@@ -29,10 +29,8 @@ void traceText(const char *label, const char *format, ...) {
   debug_Print(TraceDevice, label, text);
 }
 
-void traceDump(const char *label, const void *data, uint32_t count) {
-  if (tracing()) {
-    debug_Dump(TraceDevice, label, data, count);
-  }
+void traceDumpText(const char *label, const void *data, uint32_t count) {
+  debug_Dump(TraceDevice, label, data, count);
 }
 
 const char *directionName(uint32_t direction) {

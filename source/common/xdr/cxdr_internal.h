@@ -27,8 +27,15 @@ void traceText(const char *label, const char *format, ...)
 #endif
     ;
 
-// Dumps bytes to TraceDevice under label, when tracing.
-void traceDump(const char *label, const void *data, uint32_t count);
+// Dumps bytes to TraceDevice under label.
+void traceDumpText(const char *label, const void *data, uint32_t count);
+
+// The same, when tracing.
+inline void traceDump(const char *label, const void *data, uint32_t count) {
+  if (tracing()) {
+    traceDumpText(label, data, count);
+  }
+}
 
 }  // namespace cxdr
 

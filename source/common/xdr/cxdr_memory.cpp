@@ -84,7 +84,10 @@ inline uint8_t *unitAt(CXDR *s, uint32_t width, bool reading, const char *label)
 // Makes room for the next piece of a sequence: something must be left
 // between the position and the limit. A hook that makes no room fails the
 // operation, so that it cannot loop for ever.
-bool sequenceRoom(CXDR *s, bool reading, const char *label) {
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+bool makeSequenceRoom(CXDR *s, bool reading, const char *label) {
   if (s->position < s->limit) {
     if (hasRoom(s, 1)) {
       return true;
@@ -102,6 +105,15 @@ bool sequenceRoom(CXDR *s, bool reading, const char *label) {
     return false;
   }
   return true;
+}
+
+// The common case inline: something is left between the position and the
+// limit, inside the buffer.
+inline bool sequenceRoom(CXDR *s, bool reading, const char *label) {
+  if (s->buffer != nullptr && s->limit <= s->size && s->position < s->limit) {
+    return true;
+  }
+  return makeSequenceRoom(s, reading, label);
 }
 
 int getSequence(CXDR *s, uint8_t *buffer, uint32_t count, const char *label, const char *readText) {
