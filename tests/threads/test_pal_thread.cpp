@@ -27,6 +27,7 @@ namespace {
 struct Probe {
   std::atomic<long> ticks{0};
   std::atomic<bool> stop{false};
+  std::atomic<bool> stopped{false};  // the last thing tickUntilStopped touches
   std::atomic<uint32_t> seenId{0};
   std::atomic<uint32_t> previousCount{99};
   uint32_t status = 0;
@@ -44,6 +45,7 @@ unsigned PAL_THREAD_CALL tickUntilStopped(void *argument) {
     ++p->ticks;
     pal::sleepMs(1);
   }
+  p->stopped = true;
   return 3;
 }
 
@@ -175,7 +177,9 @@ TEST(PalThread, ClosingTheHandleDoesNotStopTheThread) {
   long before = p.ticks.load();
   EXPECT_TRUE(waitUntil([&] { return p.ticks.load() > before + 2; }));
   p.stop = true;
-  sleepMs(20);
+  // No handle to wait on: the probe, on this stack, must outlive the thread's
+  // last look at it.
+  EXPECT_TRUE(waitUntil([&] { return p.stopped.load(); }));
   pal::setLastError(0);
   EXPECT_EQ(pal::kWaitFailed, pal::waitForSingleObject(t, 0));
   EXPECT_EQ(pal::kErrorInvalidHandle, pal::getLastError());
