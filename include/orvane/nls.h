@@ -138,4 +138,5 @@ ORV_API int nlsBasepath(const char *path, char *dirOut);
 
 ORV_EXTERN_C_END
 
+#include "orvane/nls_format.h"
 #endif

@@ -2,6 +2,7 @@
 //
 //   orv nls check FILE                   load an NLS table and report
 //   orv nls convert --from SET --to SET  convert standard input
+//   orv nls format KIND ...              try a picture or portable float text
 #include <ctype.h>
 #include <stdio.h>
 #include <string.h>
@@ -22,12 +23,14 @@ int usage() {
   fputs(
       "usage: orv nls check FILE\n"
       "       orv nls convert --from SET --to SET [FILE]\n"
+      "       orv nls format number|picture|float ... (orv nls format --help)\n"
       "\n"
       "  check    load the NLS table FILE as process start-up would, report the first\n"
       "           error and its line, and make each character-set definition it holds\n"
       "  convert  convert FILE (or standard input) from one character set to another;\n"
       "           SET is utf-8 (for a terminal), ascii, unicode (UTF-16), or the name of a\n"
-      "           character-set definition of the table that ORVNLSTAB names\n",
+      "           character-set definition of the table that ORVNLSTAB names\n"
+      "  format   format a number through a picture, or a double as portable float text\n",
       stderr);
   return 2;
 }
@@ -102,6 +105,9 @@ int runNls(int argc, char **argv) {
   }
   if (strcmp(argv[0], "convert") == 0) {
     return runNlsConvert(argc - 1, argv + 1);
+  }
+  if (strcmp(argv[0], "format") == 0) {
+    return runNlsFormat(argc - 1, argv + 1);
   }
   return usage();
 }

@@ -9,6 +9,7 @@ namespace orv {
 
 int runNlsCheck(int argc, char **argv);
 int runNlsConvert(int argc, char **argv);
+int runNlsFormat(int argc, char **argv);
 
 // The names of the character-set definitions (MBCHARMAP blocks) of a table
 // file, read from the file itself; empty when it does not open.
