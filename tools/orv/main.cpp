@@ -3,6 +3,7 @@
 //   orv info     initialise the services and report what each layer found
 //   orv nls      check an NLS table; convert text between character sets
 //   orv tempfiles  list the temporary-file registry, or run one clean-up pass
+//   orv catalog  compile, dump or check a message catalog; get one message
 //   orv help     list the subcommands
 #include <stdio.h>
 #include <string.h>
@@ -23,6 +24,7 @@ const Command kCommands[] = {
     {"info", "initialise the services and report what each layer found", orv::runInfo},
     {"nls", "check an NLS table; convert text between character sets", orv::runNls},
     {"tempfiles", "list the temporary-file registry, or run one clean-up pass", orv::runTempfiles},
+    {"catalog", "compile, dump, check a message catalog; get one message", orv::runCatalog},
 };
 
 int usage(FILE *out) {

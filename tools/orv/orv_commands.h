@@ -9,6 +9,7 @@ namespace orv {
 int runInfo(int argc, char **argv);
 int runNls(int argc, char **argv);
 int runTempfiles(int argc, char **argv);
+int runCatalog(int argc, char **argv);
 
 // One indented "label value" line of a report.
 void row(const char *label, const std::string &value);

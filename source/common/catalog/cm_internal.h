@@ -39,6 +39,13 @@ namespace catalog {
 // continuing from crc.
 uint16_t crc16(uint16_t crc, const unsigned char *data, size_t size);
 
+// The checksum and structure checks of an open, over c->bytes and
+// c->fileSize (the size field already matched): 0, 1, 2, 5 or 9, with
+// lastOpenProblem naming the problem. On failure the caller releases what
+// was made with releaseContents.
+int checkContents(cmCatalog *c);
+void releaseContents(cmCatalog *c);
+
 // The head of the list of open catalogs (most recently opened first).
 cmCatalog *firstCatalog();
 

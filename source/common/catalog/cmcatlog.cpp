@@ -261,13 +261,17 @@ int readAndCheck(cmCatalog *c) {
     }
     done += want;
   }
+  orvFileSeek(c->file, 0, ORV_FILE_SEEK_SET);
+  return 0;
+}
+
+int checkCrc(cmCatalog *c) {
   c->checksum = be32(c->bytes + 4);
   const uint16_t crc = crc16(0, c->bytes + 8, c->fileSize - 8);
   if (crc != (c->checksum & 0xFFFFu)) {
     g_problem = "the checksum does not match the contents";
     return CM_ERR_DAMAGED;
   }
-  orvFileSeek(c->file, 0, ORV_FILE_SEEK_SET);
   return 0;
 }
 
@@ -355,6 +359,26 @@ uint16_t crc16(uint16_t crc, const unsigned char *data, size_t size) {
 }
 
 cmCatalog *firstCatalog() { return g_first; }
+
+int checkContents(cmCatalog *c) {
+  g_problem = "";
+  if (c->fileSize < 8) {
+    g_problem = "the file ends before the checksum";
+    return CM_ERR_DAMAGED;
+  }
+  const int rc = checkCrc(c);
+  return rc != 0 ? rc : parse(c);
+}
+
+void releaseContents(cmCatalog *c) {
+  orvStringDestroy(c->title);
+  orvStringDestroy(c->version1.text);
+  orvStringDestroy(c->version2.text);
+  free(c->ids);
+  free(c->offsets);
+  c->title = c->version1.text = c->version2.text = nullptr;
+  c->ids = c->offsets = nullptr;
+}
 
 const char *lastOpenProblem() { return g_problem; }
 
@@ -492,7 +516,7 @@ ORV_API int cmOpenCatalog(cmCatalog **out, const char *name) {
   free(finalName);
   int rc = c->name == nullptr ? CM_ERR_NO_MEMORY : catalog::readAndCheck(c);
   if (rc == 0) {
-    rc = catalog::parse(c);
+    rc = catalog::checkContents(c);
   }
   if (rc != 0) {
     if (rc == CM_ERR_NO_MEMORY) {
