@@ -20,6 +20,8 @@ void row(const char *label, const std::string &value);
 void reportThreads();
 void reportLanguageSupport();
 void reportFiles();
+// The services catalog (catalog_info.cpp).
+void reportCatalog();
 
 }  // namespace orv
 

@@ -8,6 +8,7 @@
 
 #include "orvane/catalog.h"
 #include "orvane/files.h"
+#include "orvane/msgset.h"
 #include "orvane/strings.h"
 
 struct cmVersion {
@@ -70,6 +71,9 @@ char *fallbackText(uint32_t id);
 // description of the first problem found by the last failed open (empty
 // after a successful one).
 const char *lastOpenProblem();
+
+// The catalog of a message set (null when its open failed).
+const cmCatalog *catalogOf(const orvMessageSet *set);
 
 }  // namespace catalog
 

@@ -184,13 +184,19 @@ int parse(cmCatalog *c) {
 }
 
 // Opens the file of name, or the same name in the executable's directory.
-orvFile *openFile(const char *name, char **finalName) {
+orvFile *openFile(const char *name, char **finalName, bool *noMemory) {
   *finalName = nullptr;
+  *noMemory = false;
   orvFile *file = orvFileOpen(kOpenFlags, ORV_FILE_TAG_PATH, name, ORV_FILE_TAG_END);
+  if (file == nullptr && orvFileError() == ORV_FILE_E_NO_MEMORY) {
+    *noMemory = true;
+    return nullptr;
+  }
   if (file != nullptr) {
     *finalName = nls::duplicate(name);
     if (*finalName == nullptr) {
       orvFileClose(file, 0);
+      *noMemory = true;
       return nullptr;
     }
     return file;
@@ -210,12 +216,14 @@ orvFile *openFile(const char *name, char **finalName) {
   const size_t nameLength = strlen(name);
   char *path = static_cast<char *>(nls::allocate(cut + nameLength + 1));
   if (path == nullptr) {
+    *noMemory = true;
     return nullptr;
   }
   memcpy(path, dir, cut);
   memcpy(path + cut, name, nameLength + 1);
   file = orvFileOpen(kOpenFlags, ORV_FILE_TAG_PATH, path, ORV_FILE_TAG_END);
   if (file == nullptr) {
+    *noMemory = orvFileError() == ORV_FILE_E_NO_MEMORY;
     free(path);
     return nullptr;
   }
@@ -505,12 +513,13 @@ ORV_API int cmOpenCatalog(cmCatalog **out, const char *name) {
   }
   memset(c, 0, sizeof *c);
   char *finalName = nullptr;
-  c->file = catalog::openFile(effective, &finalName);
+  bool noMemory = false;
+  c->file = catalog::openFile(effective, &finalName, &noMemory);
   free(setting);
   if (c->file == nullptr) {
     catalog::freeCatalog(c);
-    catalog::g_problem = "the file cannot be opened";
-    return CM_ERR_NOT_FOUND;
+    catalog::g_problem = noMemory ? "out of memory" : "the file cannot be opened";
+    return noMemory ? CM_ERR_NO_MEMORY : CM_ERR_NOT_FOUND;
   }
   c->name = orvStringCreate(catalog::currentCharSet(), finalName);
   free(finalName);

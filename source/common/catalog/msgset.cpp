@@ -278,6 +278,10 @@ orvMessageSet *makeSet(const char *name) {
 
 }  // namespace
 
+const cmCatalog *catalog::catalogOf(const orvMessageSet *set) {
+  return set != nullptr ? set->catalog : nullptr;
+}
+
 extern "C" {
 
 ORV_API orvMessageSet *orvMessageSetCreate(const orvString *catalogName) {
