@@ -10,6 +10,7 @@
 #include "common/catalog/cm_compile.h"
 #include "common/catalog/cm_internal.h"
 #include "common/nls/nls_alloc.h"
+#include "common/nls/nls_state.h"
 #include "orvane/catalog.h"
 #include "orvane/msgset.h"
 #include "orvane/nls.h"
@@ -185,6 +186,31 @@ TEST_F(CatalogInternals, MessageSetOutOfMemory) {
   EXPECT_STREQ("Open x.dat", text);
   free(text);
   orvMessageSetDestroy(set);
+}
+
+TEST(CatalogServicesSet, NlsInitReturns13WhenTheSetCannotBeMade) {
+  testsupport::useScratchProfileDir();
+  nlstest::LanguageSetting setting("enu");
+  nlstest::TableSetting table(nlstest::shippedTable());
+  bool saw13 = false;
+  int status = 3;
+  for (long k = 0; k < 20000 && status != 0; k += 1) {
+    nls::testing::failAllocationsAfter(k);
+    status = nlsInit();
+    nls::testing::failAllocationsAfter(-1);
+    if (status == NLS_ERR_MESSAGE_SET) {
+      saw13 = true;
+      EXPECT_EQ(nullptr, nls::state().servicesMessageSet);
+    }
+    if (status != 0) {
+      nlsTerminate();
+    }
+  }
+  EXPECT_EQ(0, status);
+  EXPECT_TRUE(saw13);
+  EXPECT_NE(nullptr, nls::state().servicesMessageSet);
+  nlsTerminate();
+  EXPECT_EQ(nullptr, nls::state().servicesMessageSet);
 }
 
 TEST(CatalogCompiler, ParsesAndWritesSortedIndex) {

@@ -56,6 +56,11 @@ cmCatalog *firstCatalog();
 // not hold id, -1 when memory runs out.
 int lookup(const cmCatalog *catalog, uint32_t id, orvString **out);
 
+// The text of a stored message id (not a pseudo-id) in one catalog, in the
+// current character set: *found 0 when the catalog does not hold id;
+// otherwise a heap block, or null when memory runs out.
+char *lookupNative(const cmCatalog *catalog, uint32_t id, int *found);
+
 // The character set that texts in the current character set are made in.
 orvCharSet currentCharSet();
 

@@ -431,11 +431,10 @@ char *fallbackText(uint32_t id) {
   return out;
 }
 
-int lookup(const cmCatalog *c, uint32_t id, orvString **out) {
-  *out = nullptr;
-  if (id >= 1 && id <= 13) {
-    return pseudo(c, id, out);
-  }
+namespace {
+
+// The index position of id, or messageCount when absent.
+uint32_t find(const cmCatalog *c, uint32_t id) {
   uint32_t lo = 0;
   uint32_t hi = c->messageCount;
   while (lo < hi) {
@@ -446,30 +445,76 @@ int lookup(const cmCatalog *c, uint32_t id, orvString **out) {
       hi = mid;
     }
   }
-  if (lo >= c->messageCount || c->ids[lo] != id) {
-    return 0;
-  }
-  const uint32_t start = c->offsets[lo];
-  const uint32_t units = (c->offsets[lo + 1] - start) / 2;
-  const unsigned char *p = c->bytes + start;
+  return lo < c->messageCount && c->ids[lo] == id ? lo : c->messageCount;
+}
+
+// The units of message i after the leading field (unless id keeps it).
+void textSpan(const cmCatalog *c, uint32_t i, uint32_t id, const unsigned char **p, uint32_t *units) {
+  const uint32_t start = c->offsets[i];
+  uint32_t n = (c->offsets[i + 1] - start) / 2;
+  const unsigned char *q = c->bytes + start;
   uint32_t skip = 0;
   if ((id & CM_KEEP_LEAD) == 0) {
     // The text begins two characters after the first comma; a text without
     // a comma loses its first character.
     uint32_t comma = 0;
-    bool found = false;
-    for (; comma < units; ++comma) {
-      if (p[2 * comma] == 0 && p[2 * comma + 1] == ',') {
-        found = true;
-        break;
-      }
+    while (comma < n && !(q[2 * comma] == 0 && q[2 * comma + 1] == ',')) {
+      ++comma;
     }
-    skip = found ? comma + 2 : 1;
-    if (skip > units) {
-      skip = units;
+    skip = comma < n ? comma + 2 : 1;
+    if (skip > n) {
+      skip = n;
     }
   }
-  *out = unitsString(p + 2 * skip, units - skip);
+  *p = q + 2 * skip;
+  *units = n - skip;
+}
+
+}  // namespace
+
+char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
+  const uint32_t i = find(c, id);
+  if (i == c->messageCount) {
+    *found = 0;
+    return nullptr;
+  }
+  *found = 1;
+  const unsigned char *p = nullptr;
+  uint32_t units = 0;
+  textSpan(c, i, id, &p, &units);
+  if (units == 0) {
+    return nls::duplicate("");
+  }
+  uint16_t local[512];
+  uint16_t *buffer = units <= 512 ? local : static_cast<uint16_t *>(nls::allocate(units * sizeof(uint16_t)));
+  if (buffer == nullptr) {
+    return nullptr;
+  }
+  for (uint32_t k = 0; k < units; ++k) {
+    buffer[k] = static_cast<uint16_t>((p[2 * k] << 8) | p[2 * k + 1]);
+  }
+  uint32_t length = units;
+  uint32_t size = 0;
+  char *native = orvCharacterSetConvertFromUnicode(currentCharSet(), buffer, &length, &size);
+  if (buffer != local) {
+    free(buffer);
+  }
+  return native;
+}
+
+int lookup(const cmCatalog *c, uint32_t id, orvString **out) {
+  *out = nullptr;
+  if (id >= 1 && id <= 13) {
+    return pseudo(c, id, out);
+  }
+  const uint32_t i = find(c, id);
+  if (i == c->messageCount) {
+    return 0;
+  }
+  const unsigned char *p = nullptr;
+  uint32_t units = 0;
+  textSpan(c, i, id, &p, &units);
+  *out = unitsString(p, units);
   return *out != nullptr ? 1 : -1;
 }
 
@@ -561,6 +606,16 @@ ORV_API int cmCloseCatalog(cmCatalog *catalog) {
 
 ORV_API char *cmGetRawMessage(uint32_t id) {
   for (cmCatalog *c = g_first; c != nullptr; c = c->next) {
+    if (id > 13) {
+      // The common case without a string object: the stored units go
+      // straight to the current character set.
+      int found = 0;
+      char *native = catalog::lookupNative(c, id, &found);
+      if (found != 0) {
+        return native;
+      }
+      continue;
+    }
     orvString *text = nullptr;
     const int found = catalog::lookup(c, id, &text);
     if (found < 0) {
