@@ -65,7 +65,8 @@ orvString *unitsString(const unsigned char *p, uint32_t count) {
     return nullptr;
   }
   for (uint32_t i = 0; i < count; ++i) {
-    s->units[i] = static_cast<uint16_t>((p[2 * i] << 8) | p[2 * i + 1]);
+    s->units[i] =
+        static_cast<uint16_t>((p[static_cast<size_t>(i) * 2] << 8) | p[static_cast<size_t>(i) * 2 + 1]);
   }
   return s;
 }
@@ -94,7 +95,7 @@ int readVersion(const unsigned char *b, uint32_t size, uint32_t *pos, cmVersion 
     return CM_ERR_BAD_VERSION;
   }
   for (int i = 0; i < 3; ++i) {
-    v->numbers[i] = be32(b + *pos + 4 * i);
+    v->numbers[i] = be32(b + *pos + static_cast<size_t>(i) * 4);
   }
   const uint32_t units = be32(b + *pos + 12);
   *pos += 16;
@@ -154,8 +155,8 @@ int parse(cmCatalog *c) {
   }
   const uint32_t indexEnd = pos + count * 8;
   for (uint32_t i = 0; i < count; ++i) {
-    c->ids[i] = be32(b + pos + 8 * i);
-    c->offsets[i] = be32(b + pos + 8 * i + 4);
+    c->ids[i] = be32(b + pos + static_cast<size_t>(i) * 8);
+    c->offsets[i] = be32(b + pos + static_cast<size_t>(i) * 8 + 4);
   }
   c->offsets[count] = size;
   for (uint32_t i = 0; i < count; ++i) {
@@ -458,7 +459,8 @@ void textSpan(const cmCatalog *c, uint32_t i, uint32_t id, const unsigned char *
     // The text begins two characters after the first comma; a text without
     // a comma loses its first character.
     uint32_t comma = 0;
-    while (comma < n && !(q[2 * comma] == 0 && q[2 * comma + 1] == ',')) {
+    while (comma < n &&
+           !(q[static_cast<size_t>(comma) * 2] == 0 && q[static_cast<size_t>(comma) * 2 + 1] == ',')) {
       ++comma;
     }
     skip = comma < n ? comma + 2 : 1;
@@ -466,7 +468,7 @@ void textSpan(const cmCatalog *c, uint32_t i, uint32_t id, const unsigned char *
       skip = n;
     }
   }
-  *p = q + 2 * skip;
+  *p = q + static_cast<size_t>(skip) * 2;
   *units = n - skip;
 }
 
@@ -491,7 +493,8 @@ char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
     return nullptr;
   }
   for (uint32_t k = 0; k < units; ++k) {
-    buffer[k] = static_cast<uint16_t>((p[2 * k] << 8) | p[2 * k + 1]);
+    buffer[k] =
+        static_cast<uint16_t>((p[static_cast<size_t>(k) * 2] << 8) | p[static_cast<size_t>(k) * 2 + 1]);
   }
   uint32_t length = units;
   uint32_t size = 0;
