@@ -126,6 +126,20 @@ TEST_F(CatalogTool, CommittedServicesCatalogMatchesItsSource) {
   EXPECT_EQ(testsupport::readFile(besidePrograms("orvane.cat")), testsupport::readFile(path("fresh.cat")));
 }
 
+TEST_F(CatalogTool, InfoReportsTheServicesCatalog) {
+  testsupport::useScratchProfileDir();
+  testsupport::setEnv("SRVCMSGS", "orvane.cat");
+  int status = -1;
+  std::string out = orv("info", &status);
+  EXPECT_NE(std::string::npos, out.find("services catalog")) << out;
+  EXPECT_NE(std::string::npos, out.find("Orvane services messages")) << out;
+  EXPECT_NE(std::string::npos, out.find("orvane.cat")) << out;
+  testsupport::setEnv("SRVCMSGS", "no-such-catalog.cat");
+  out = orv("info", &status);
+  EXPECT_NE(std::string::npos, out.find("not open: error 3")) << out;
+  testsupport::unsetEnv("SRVCMSGS");
+}
+
 class ServicesCatalog : public ::testing::Test {
  protected:
   void SetUp() override { testsupport::useScratchProfileDir(); }
