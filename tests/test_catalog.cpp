@@ -312,3 +312,23 @@ TEST_F(Catalog, GetErrorFallsBackWithoutTheServicesCatalog) {
 }
 
 }  // namespace
+
+namespace {
+
+// Before language support is initialised the built-in single-byte set
+// stands in for the current one.
+TEST(CatalogWithoutLanguageSupport, TextsComeInTheBuiltInSet) {
+  const std::string dir = testsupport::makeScratchDir("catnonls");
+  const std::string path = dir + testsupport::kSep + "a.cat";
+  testsupport::writeFile(path, cattest::simple({{0x100, u"l, caf\u00e9"}, {0x101, u"l, "}}));
+  cmCatalog *c = nullptr;
+  ASSERT_EQ(0, cmOpenCatalog(&c, path.c_str()));
+  EXPECT_EQ("caf\xe9", take(cmGetRawMessage(0x100)));
+  EXPECT_EQ("", take(cmGetRawMessage(0x101)));
+  EXPECT_EQ("Test catalog", take(cmGetRawMessage(3)));
+  EXPECT_EQ("MSG: 102", take(cmGetRawMessage(0x102)));
+  cmCloseCatalog(c);
+  testsupport::removeTree(dir);
+}
+
+}  // namespace

@@ -487,6 +487,19 @@ char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
   if (units == 0) {
     return nls::duplicate("");
   }
+  const orvCharSet set = currentCharSet();
+  if (set == ORV_CHARSET_ASCII) {
+    // The built-in set keeps the low byte of each unit, as its converter
+    // does: straight from the stored bytes.
+    char *out = static_cast<char *>(nls::allocate(static_cast<size_t>(units) + 1));
+    if (out != nullptr) {
+      for (uint32_t k = 0; k < units; ++k) {
+        out[k] = static_cast<char>(p[static_cast<size_t>(k) * 2 + 1]);
+      }
+      out[units] = '\0';
+    }
+    return out;
+  }
   uint16_t local[512];
   uint16_t *buffer = units <= 512 ? local : static_cast<uint16_t *>(nls::allocate(units * sizeof(uint16_t)));
   if (buffer == nullptr) {
@@ -498,7 +511,7 @@ char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
   }
   uint32_t length = units;
   uint32_t size = 0;
-  char *native = orvCharacterSetConvertFromUnicode(currentCharSet(), buffer, &length, &size);
+  char *native = orvCharacterSetConvertFromUnicode(set, buffer, &length, &size);
   if (buffer != local) {
     free(buffer);
   }
