@@ -87,6 +87,11 @@ TEST_F(CmSet, PartsOfTextsWithoutEveryField) {
   // The split stops at the first separator that is missing: "B, only two"
   // is all B, and D is empty.
   EXPECT_EQ("", next(CM_PART_D));
+  // Joiners of parts that are missing still come.
+  cmAddMsgLast(set_, 0x00100008);
+  cmAddMsgLast(set_, 0x00100008);
+  EXPECT_EQ("no dash here-, ", next(CM_PART_A | CM_PART_C | CM_PART_D));
+  EXPECT_EQ("no dash here--", next(CM_PART_A | CM_PART_B | CM_PART_C));
 }
 
 TEST_F(CmSet, CapacityTwoKeepsTheFirstTwoOfThreeAddedLast) {

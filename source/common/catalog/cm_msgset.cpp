@@ -253,7 +253,9 @@ char *selectParts(const char *whole, uint32_t parts) {
       dStart = cs + 2;
     }
   }
-  char *out = static_cast<char *>(nls::allocate(static_cast<size_t>(len) + 1));
+  // The parts never hold more than the text; the joiners may add up to four
+  // bytes where a separator was missing.
+  char *out = static_cast<char *>(nls::allocate(static_cast<size_t>(len) + 5));
   if (out == nullptr) {
     return nullptr;
   }
