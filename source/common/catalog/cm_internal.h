@@ -28,6 +28,10 @@ struct cmCatalog {
   orvString *title;
   cmVersion version1;
   cmVersion version2;
+  // Open addressing over the ids, built at open: slot = index + 1, 0 empty;
+  // hashMask + 1 slots (a power of two, at least twice the count).
+  uint32_t *hashSlots;
+  uint32_t hashMask;
   // The whole file as read (and checked) at open: lookups read the message
   // area from here, never past fileSize.
   unsigned char *bytes;

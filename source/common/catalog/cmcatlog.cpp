@@ -84,6 +84,7 @@ void freeCatalog(cmCatalog *c) {
   orvStringDestroy(c->version2.text);
   free(c->ids);
   free(c->offsets);
+  free(c->hashSlots);
   free(c->bytes);
   free(c);
 }
@@ -108,6 +109,30 @@ int readVersion(const unsigned char *b, uint32_t size, uint32_t *pos, cmVersion 
     return CM_ERR_NO_MEMORY;
   }
   *pos += units * 2;
+  return 0;
+}
+
+uint32_t hashOf(uint32_t id, uint32_t mask) { return ((id * 0x9E3779B1u) >> 7) & mask; }
+
+// The hash of the ids: 0 or 1 (memory).
+int buildHash(cmCatalog *c) {
+  size_t slots = 16;
+  while (slots < static_cast<size_t>(c->messageCount) * 2) {
+    slots *= 2;
+  }
+  c->hashSlots = static_cast<uint32_t *>(nls::allocate(slots * sizeof(uint32_t)));
+  if (c->hashSlots == nullptr) {
+    return CM_ERR_NO_MEMORY;
+  }
+  memset(c->hashSlots, 0, slots * sizeof(uint32_t));
+  c->hashMask = static_cast<uint32_t>(slots - 1);
+  for (uint32_t i = 0; i < c->messageCount; ++i) {
+    uint32_t h = hashOf(c->ids[i], c->hashMask);
+    while (c->hashSlots[h] != 0) {
+      h = (h + 1) & c->hashMask;
+    }
+    c->hashSlots[h] = i + 1;
+  }
   return 0;
 }
 
@@ -181,7 +206,7 @@ int parse(cmCatalog *c) {
       return CM_ERR_DAMAGED;
     }
   }
-  return 0;
+  return buildHash(c);
 }
 
 // Opens the file of name, or the same name in the executable's directory.
@@ -385,8 +410,9 @@ void releaseContents(cmCatalog *c) {
   orvStringDestroy(c->version2.text);
   free(c->ids);
   free(c->offsets);
+  free(c->hashSlots);
   c->title = c->version1.text = c->version2.text = nullptr;
-  c->ids = c->offsets = nullptr;
+  c->ids = c->offsets = c->hashSlots = nullptr;
 }
 
 const char *lastOpenProblem() { return g_problem; }
@@ -434,19 +460,18 @@ char *fallbackText(uint32_t id) {
 
 namespace {
 
-// The index position of id, or messageCount when absent.
+// The index position of id, or messageCount when absent: one probe of the
+// hash in the common case.
 uint32_t find(const cmCatalog *c, uint32_t id) {
-  uint32_t lo = 0;
-  uint32_t hi = c->messageCount;
-  while (lo < hi) {
-    const uint32_t mid = lo + (hi - lo) / 2;
-    if (c->ids[mid] < id) {
-      lo = mid + 1;
-    } else {
-      hi = mid;
+  for (uint32_t h = hashOf(id, c->hashMask);; h = (h + 1) & c->hashMask) {
+    const uint32_t slot = c->hashSlots[h];
+    if (slot == 0) {
+      return c->messageCount;
+    }
+    if (c->ids[slot - 1] == id) {
+      return slot - 1;
     }
   }
-  return lo < c->messageCount && c->ids[lo] == id ? lo : c->messageCount;
 }
 
 // The units of message i after the leading field (unless id keeps it).
