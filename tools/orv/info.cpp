@@ -85,6 +85,7 @@ int runInfo(int argc, char **argv) {
 
   reportThreads();
   reportLanguageSupport();
+  reportCatalog();
   reportFiles();
 
   servicesProcessTerminate(0);

@@ -4,6 +4,7 @@
 //   orv nls      check an NLS table; convert text between character sets
 //   orv match    print the lines that a pattern matches whole
 //   orv tempfiles  list the temporary-file registry, or run one clean-up pass
+//   orv catalog  compile, dump or check a message catalog; get one message
 //   orv help     list the subcommands
 #include <stdio.h>
 #include <string.h>
@@ -25,6 +26,7 @@ const Command kCommands[] = {
     {"nls", "check an NLS table; convert text between character sets", orv::runNls},
     {"match", "print the lines that a pattern matches whole", orv::runMatch},
     {"tempfiles", "list the temporary-file registry, or run one clean-up pass", orv::runTempfiles},
+    {"catalog", "compile, dump, check a message catalog; get one message", orv::runCatalog},
 };
 
 int usage(FILE *out) {

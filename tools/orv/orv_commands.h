@@ -10,6 +10,7 @@ int runInfo(int argc, char **argv);
 int runNls(int argc, char **argv);
 int runTempfiles(int argc, char **argv);
 int runMatch(int argc, char **argv);
+int runCatalog(int argc, char **argv);
 
 // One indented "label value" line of a report.
 void row(const char *label, const std::string &value);
@@ -20,6 +21,8 @@ void row(const char *label, const std::string &value);
 void reportThreads();
 void reportLanguageSupport();
 void reportFiles();
+// The services catalog (catalog_info.cpp).
+void reportCatalog();
 
 }  // namespace orv
 

@@ -10,6 +10,7 @@
 #include "common/nls/nls_table.h"
 #include "common/nls/nls_util.h"
 #include "orvane/charsets.h"
+#include "orvane/msgset.h"
 #include "orvane/nls.h"
 #include "platform/pal.h"
 #include "platform/pal_locale.h"
@@ -136,18 +137,20 @@ void releaseCharSetObject() {
   s.charSetObject = 0;
 }
 
-// SEAM: the services message set "SRVCMSGS" belongs to the message-set layer,
-// which this build does not contain yet. Until it does, making the set is a
-// step that succeeds without making anything (no set exists, nothing is
-// faked), and releasing it does nothing. The message-set layer replaces
-// these two functions with orvMessageSetCreate("SRVCMSGS") and its
-// destruction; a failure to make the set then returns 13.
+// The services message set "SRVCMSGS": its catalog is the file that the
+// setting SRVCMSGS names (the library's own catalog, orvane.cat). A catalog
+// that cannot be opened still gives a usable set (its texts fall back to
+// the ids); only a set that cannot be allocated fails, with 13.
 int makeServicesMessageSet() {
-  state().servicesMessageSet = nullptr;
-  return 0;
+  orvMessageSet *set = orvMessageSetCreateNLS("SRVCMSGS");
+  state().servicesMessageSet = set;
+  return set != nullptr ? 0 : NLS_ERR_MESSAGE_SET;
 }
 
-void releaseServicesMessageSet() { state().servicesMessageSet = nullptr; }
+void releaseServicesMessageSet() {
+  orvMessageSetDestroy(static_cast<orvMessageSet *>(state().servicesMessageSet));
+  state().servicesMessageSet = nullptr;
+}
 
 // Everything the first nlsInit made, for a failed first call or
 // nlsTerminate.
