@@ -7,68 +7,42 @@
 
 namespace {
 
-int filterUInt8(CXDR *stream, uint8_t *value) {
+// One unit of type T through the stream's get or put operation for it: the
+// direction dispatch that every unit filter shares. DECODE stores into the
+// caller's location only after a successful read.
+template <class T>
+int filterUnit(CXDR *stream, void *value, int (*get)(CXDR *, T *), int (*put)(CXDR *, const T *)) {
   switch (stream->direction) {
     case CXDR_DECODE: {
-      uint8_t v = 0;
-      if (stream->getUInt8(stream, &v) == 0) {
-        return 0;
-      }
-      *value = v;
-      return 1;
-    }
-    case CXDR_ENCODE: {
-      uint8_t v = *value;
-      return stream->putUInt8(stream, &v) != 0 ? 1 : 0;
-    }
-    case CXDR_FREE:
-      return 1;
-    default:
-      return 0;
-  }
-}
-
-int filterUInt16(CXDR *stream, uint16_t *value) {
-  switch (stream->direction) {
-    case CXDR_DECODE: {
-      uint16_t v = 0;
-      if (stream->getUInt16(stream, &v) == 0) {
-        return 0;
-      }
-      *value = v;
-      return 1;
-    }
-    case CXDR_ENCODE: {
-      uint16_t v = *value;
-      return stream->putUInt16(stream, &v) != 0 ? 1 : 0;
-    }
-    case CXDR_FREE:
-      return 1;
-    default:
-      return 0;
-  }
-}
-
-int filterUInt32(CXDR *stream, void *value) {
-  switch (stream->direction) {
-    case CXDR_DECODE: {
-      uint32_t v = 0;
-      if (stream->getUInt32(stream, &v) == 0) {
+      T v{};
+      if (get(stream, &v) == 0) {
         return 0;
       }
       memcpy(value, &v, sizeof v);
       return 1;
     }
     case CXDR_ENCODE: {
-      uint32_t v = 0;
+      T v{};
       memcpy(&v, value, sizeof v);
-      return stream->putUInt32(stream, &v) != 0 ? 1 : 0;
+      return put(stream, &v) != 0 ? 1 : 0;
     }
     case CXDR_FREE:
       return 1;
     default:
       return 0;
   }
+}
+
+int filterUInt8(CXDR *stream, uint8_t *value) {
+  return filterUnit<uint8_t>(stream, value, stream->getUInt8, stream->putUInt8);
+}
+
+int filterUInt16(CXDR *stream, uint16_t *value) {
+  return filterUnit<uint16_t>(stream, value, stream->getUInt16, stream->putUInt16);
+}
+
+int filterUInt32(CXDR *stream, void *value) {
+  return filterUnit<uint32_t>(stream, value, stream->getUInt32, stream->putUInt32);
 }
 
 }  // namespace
