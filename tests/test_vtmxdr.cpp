@@ -570,12 +570,14 @@ TEST_F(VtmXdr, TraceLines) {
     x.setBufferPosition(0);
     x.xdr(d);
     ASSERT_EQ(4u, Recorder::lines().size());
+    EXPECT_EQ("0x40000000 0x0 vtmXdr::xdr_Float64 " + self + " 2.5", Recorder::lines()[2]);
     EXPECT_EQ("0x80000000 0x0 vtmXdr::xdr_Float64 " + self + " 2.5 (void)", Recorder::lines()[3]);
     Recorder::clear();
     char text[] = "hi";
     char *p = text;
     x.xdr(p);
     ASSERT_EQ(2u, Recorder::lines().size());
+    EXPECT_EQ("0x40000000 0x0 vtmXdr::xdr_NLSStr " + self + " \"hi\"", Recorder::lines()[0]);
     EXPECT_EQ("0x80000000 0x0 vtmXdr::xdr_NLSStr " + self + " \"hi\" (void)", Recorder::lines()[1]);
     Recorder::clear();
     unsigned short arr[2] = {1, 2};

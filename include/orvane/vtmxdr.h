@@ -20,7 +20,9 @@
  * line when bit 31 (VTM_XDR_TRACE_EXIT) is set; the line is written with
  * that bit as its category. Each line reads
  *   "0x<bit> 0x<status> vtmXdr::<name> 0x<object address> <arguments>"
- * and an exit line ends in " (void)" or the returned value in parentheses.
+ * where the arguments of a value member are the value (entry: as given;
+ * exit: after the member), and an exit line ends in " (void)" or the
+ * returned value in parentheses.
  * Lines are cut to the 127 characters of the object's trace buffer. */
 #ifndef ORVANE_VTMXDR_H
 #define ORVANE_VTMXDR_H

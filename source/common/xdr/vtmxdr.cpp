@@ -446,42 +446,42 @@ void vtmXdr::growBuffer(unsigned long n) {
 
 void vtmXdr::xdr(unsigned char &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_UInt8", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_UInt8", " %u", static_cast<unsigned>(value));
   value = static_cast<unsigned char>(A::unit(this, value, 1));
   A::line(this, VTM_XDR_TRACE_EXIT, "xdr_UInt8", " %u (void)", static_cast<unsigned>(value));
 }
 
 void vtmXdr::xdr(signed char &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int8", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int8", " %d", static_cast<int>(value));
   value = static_cast<signed char>(static_cast<uint8_t>(A::unit(this, static_cast<uint8_t>(value), 1)));
   A::line(this, VTM_XDR_TRACE_EXIT, "xdr_Int8", " %d (void)", static_cast<int>(value));
 }
 
 void vtmXdr::xdr(unsigned short &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_UInt16", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_UInt16", " %u", static_cast<unsigned>(value));
   value = static_cast<unsigned short>(A::unit(this, value, 2));
   A::line(this, VTM_XDR_TRACE_EXIT, "xdr_UInt16", " %u (void)", static_cast<unsigned>(value));
 }
 
 void vtmXdr::xdr(short &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int16", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int16", " %d", static_cast<int>(value));
   value = static_cast<short>(static_cast<uint16_t>(A::unit(this, static_cast<uint16_t>(value), 2)));
   A::line(this, VTM_XDR_TRACE_EXIT, "xdr_Int16", " %d (void)", static_cast<int>(value));
 }
 
 void vtmXdr::xdr(unsigned long &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_UInt32", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_UInt32", " %lu", value);
   value = static_cast<unsigned long>(A::unit(this, static_cast<uint32_t>(value), 4));
   A::line(this, VTM_XDR_TRACE_EXIT, "xdr_UInt32", " %lu (void)", value);
 }
 
 void vtmXdr::xdr(long &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int32", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int32", " %ld", value);
   // The wire holds 32 bits; a decoded value is sign-extended.
   value = static_cast<int32_t>(static_cast<uint32_t>(A::unit(this, static_cast<uint32_t>(value), 4)));
   A::line(this, VTM_XDR_TRACE_EXIT, "xdr_Int32", " %ld (void)", value);
@@ -489,7 +489,7 @@ void vtmXdr::xdr(long &value) {
 
 void vtmXdr::xdr(long long &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int64", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Int64", " %" PRId64, static_cast<int64_t>(value));
   const uint64_t bits = static_cast<uint64_t>(value);
   const uint64_t low = A::unit(this, bits & 0xFFFFFFFFu, 4);
   const uint64_t high = A::unit(this, bits >> 32, 4);
@@ -501,7 +501,7 @@ void vtmXdr::xdr(long long &value) {
 
 void vtmXdr::xdr(int &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_OrvBool", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_OrvBool", " %d", value);
   const uint64_t byte = A::unit(this, value != 0 ? 1 : 0, 1);
   if (m_direction == decode && m_status == ok) {
     value = static_cast<int>(byte);
@@ -511,7 +511,7 @@ void vtmXdr::xdr(int &value) {
 
 void vtmXdr::xdr(float &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Float32", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Float32", " %g", static_cast<double>(value));
   uint32_t bits;
   memcpy(&bits, &value, sizeof bits);
   bits = static_cast<uint32_t>(A::unit(this, bits, 4));
@@ -523,7 +523,7 @@ void vtmXdr::xdr(float &value) {
 
 void vtmXdr::xdr(double &value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Float64", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(&value));
+  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_Float64", " %g", value);
   uint64_t bits;
   memcpy(&bits, &value, sizeof bits);
   // High word first: the reverse of the 64-bit integer, kept deliberately.
@@ -538,7 +538,13 @@ void vtmXdr::xdr(double &value) {
 
 void vtmXdr::xdr(char *&value) {
   m_status = ok;
-  A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_NLSStr", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(value));
+  // Encoding shows the text; decoding only the target, whose storage may
+  // hold anything yet.
+  if (A::encoding(this) && value != nullptr) {
+    A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_NLSStr", " \"%s\"", value);
+  } else {
+    A::line(this, VTM_XDR_TRACE_ENTRY, "xdr_NLSStr", " 0x%" PRIxPTR, reinterpret_cast<uintptr_t>(value));
+  }
   if (A::encoding(this)) {
     if (value == nullptr) {
       A::fail(this, badArgument);
