@@ -57,7 +57,7 @@ class ORV_API vtmXdr {
 
   /* Zeroes every field; with a trace object, allocates the 128-byte trace
    * buffer (failure: no trace object, status 1, throws). */
-  vtmXdr(TraceObj *trace = 0);
+  vtmXdr(TraceObj *trace = nullptr);
   /* Releases an own data buffer. The trace buffer is released only when
    * entry tracing is on (after the exit line); otherwise it is kept. */
   ~vtmXdr();

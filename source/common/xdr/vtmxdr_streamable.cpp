@@ -13,6 +13,9 @@ vtmXdrStreamable::vtmXdrStreamable(const vtmXdrStreamable &other)
 vtmXdrStreamable::~vtmXdrStreamable() {}
 
 vtmXdrStreamable &vtmXdrStreamable::operator=(const vtmXdrStreamable &other) {
+  if (this == &other) {
+    return *this;
+  }
   m_status = other.m_status;
   m_member = other.m_member;
   m_reserved = other.m_reserved;
