@@ -89,6 +89,20 @@ void blockKeep(void *bytes) {
 // Grows an owned block from oldSize to newSize bytes (the new bytes zeroed).
 // A block that other objects share is copied, so their pointers stay valid.
 unsigned char *blockGrow(unsigned char *bytes, uint32_t oldSize, uint64_t newSize) {
+  if (newSize > SIZE_MAX - kHeaderSize) {
+    return nullptr;
+  }
+  if (bytes != nullptr && headerOf(bytes)->refs.load() == 1) {
+    // The only holder: grown in place where the heap can (the header is
+    // plain data, moved along by realloc).
+    void *raw = nls::reallocate(headerOf(bytes), static_cast<size_t>(newSize) + kHeaderSize);
+    if (raw == nullptr) {
+      return nullptr;
+    }
+    unsigned char *grown = static_cast<unsigned char *>(raw) + kHeaderSize;
+    memset(grown + oldSize, 0, static_cast<size_t>(newSize) - oldSize);
+    return grown;
+  }
   unsigned char *grown = blockAlloc(newSize);
   if (grown == nullptr) {
     return nullptr;
