@@ -43,10 +43,12 @@
 class ORV_API vtmXdr {
  public:
   /* The stream direction: encode into the object's own buffer, or decode
-   * from a buffer the caller lends. */
-  enum direction { encode = 0, decode = 1 };
+   * from a buffer the caller lends. It is 32-bit and holds any value given
+   * to setBuffer: every direction but 1 gets an own buffer there, and every
+   * direction but 0 reads. */
+  enum direction : int32_t { encode = 0, decode = 1 };
   /* The status after a member: 0 success, otherwise the failure. */
-  enum status {
+  enum status : int32_t {
     ok = 0,
     noMemory = 1,    /* an allocation failed, or its size is not representable */
     badArgument = 2, /* bad argument or position; an array element failed */

@@ -104,12 +104,15 @@ TEST_F(VtmXdrInternals, StringAllocationFailures) {
 TEST_F(VtmXdrInternals, TraceBufferAllocationFailure) {
   TraceObj *t = traceObjCreate(0, VTM_XDR_TRACE_ENTRY, 0, silentWriter);
   ASSERT_NE(nullptr, t);
-  vtmXdr x;
-  nls::testing::failAllocationsAfter(0);
-  EXPECT_EQ(vtmXdr::noMemory, thrown(x, [&] { x.setTrace(t); }));
-  nls::testing::failAllocationsAfter(-1);
-  x.setTrace(t);
-  EXPECT_EQ(vtmXdr::ok, x.getStatus());
+  {
+    // The object goes before its trace object.
+    vtmXdr x;
+    nls::testing::failAllocationsAfter(0);
+    EXPECT_EQ(vtmXdr::noMemory, thrown(x, [&] { x.setTrace(t); }));
+    nls::testing::failAllocationsAfter(-1);
+    x.setTrace(t);
+    EXPECT_EQ(vtmXdr::ok, x.getStatus());
+  }
   // The constructor throws the same way.
   nls::testing::failAllocationsAfter(0);
   bool threw = false;
