@@ -17,7 +17,7 @@ namespace {
 void cleanOnce() {
   TempLock lock;
   if (lock.ok() && tempState().registryEnabled) {
-    registryCleanPass(timeOfDayStamp());
+    registryCleanPassNow();
   }
 }
 
@@ -102,7 +102,7 @@ int tempCleanupPass() {
   if (!lock.ok() || !tempState().registryEnabled) {
     return 0;
   }
-  return files::temp::registryCleanPass(files::temp::timeOfDayStamp()) ? 1 : 0;
+  return files::temp::registryCleanPassNow() ? 1 : 0;
 }
 
 }  // namespace files::admin

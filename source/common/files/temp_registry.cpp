@@ -337,11 +337,22 @@ bool registryRemove(const char *path) {
   return ok;
 }
 
-bool registryCleanPass(uint32_t now) {
+namespace {
+
+// One pass over the open, locked registry: now is the time of day of the
+// pass, or, when takeNow is set, read here, once the registry is locked.
+// Every line that another process wrote before the lock was granted then
+// carries a stamp no later than now. A time read before waiting for the lock
+// could be older than a line written meanwhile, which the midnight rule
+// would then take for a day old, deleting a live process's file.
+bool cleanPass(uint32_t now, bool takeNow) {
   RegistryFile registry;
   orvString *text = registry.open() ? registry.read() : nullptr;
   if (text == nullptr) {
     return false;
+  }
+  if (takeNow) {
+    now = timeOfDayStamp();
   }
   for (OpenNode *node = tempState().openList; node != nullptr; node = node->next) {
     replaceStamp(text, node->file->name, now);
@@ -351,6 +362,12 @@ bool registryCleanPass(uint32_t now) {
   orvStringDestroy(text);
   return ok;
 }
+
+}  // namespace
+
+bool registryCleanPass(uint32_t now) { return cleanPass(now, false); }
+
+bool registryCleanPassNow() { return cleanPass(0, true); }
 
 char *registryText() {
   RegistryFile registry;

@@ -86,6 +86,9 @@ bool registryRemove(const char *path);
 // One clean-up pass at stamp now: refresh this process's lines, delete the
 // files of lines older than the time-out, cut the lines of files gone.
 bool registryCleanPass(uint32_t now);
+// The same pass with the time of day read once the registry is locked: what
+// the clean-up thread and the maintenance call run.
+bool registryCleanPassNow();
 // The registry's text as native text (heap; caller frees), or null.
 char *registryText();
 
