@@ -91,6 +91,36 @@ TEST_F(Catalog, TextComesInTheCurrentCharacterSet) {
   EXPECT_EQ("caf\xe9", take(cmGetRawMessage(0x00100005)));
 }
 
+// A catalog keeps the texts it has made in the current character set; a
+// new language with another set must give texts in that set, and the old
+// language its texts again, while the catalog stays open throughout.
+TEST_F(Catalog, TextsFollowTheCharacterSetAcrossLanguages) {
+  ASSERT_EQ(0, open(write("a.cat", cattest::simple({{0x100, u"l, \u30a2"}, {0x101, u"l, caf\u00e9"}}))));
+  EXPECT_EQ("caf\xe9", take(cmGetRawMessage(0x101)));
+  EXPECT_EQ("caf\xe9", take(cmGetRawMessage(0x101)));
+  const std::string inLatin1 = take(cmGetRawMessage(0x100));
+  EXPECT_NE("\x83\x41", inLatin1);
+  nlsTerminate();
+  {
+    nlstest::LanguageSetting japanese("jpn");
+    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
+    EXPECT_EQ("\x83\x41", take(cmGetRawMessage(0x100)));
+    EXPECT_EQ("\x83\x41", take(cmGetRawMessage(0x100)));
+    nlsTerminate();
+  }
+  for (int round = 0; round < 6; ++round) {
+    // More changes of set than the catalog keeps tables for: the texts stay
+    // right when it converts them on each call.
+    nlstest::LanguageSetting english("enu");
+    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
+    EXPECT_EQ("caf\xe9", take(cmGetRawMessage(0x101)));
+    EXPECT_EQ(inLatin1, take(cmGetRawMessage(0x100)));
+    if (round < 5) {
+      nlsTerminate();
+    }
+  }
+}
+
 TEST_F(Catalog, CommaAtTheEndGivesAnEmptyText) {
   ASSERT_EQ(0, open(write("a.cat", cattest::simple({{0x20, u"lead,"}, {0x21, u","}, {0x22, u""}}))));
   EXPECT_EQ("", take(cmGetRawMessage(0x20)));

@@ -113,6 +113,31 @@ TEST_F(CatalogInternals, OpenOutOfMemoryGives1AndLeavesNothing) {
   EXPECT_GT(failures, 3);
 }
 
+// A lookup makes the catalog's table of texts in the current set, the
+// message's entry and the caller's block: whichever of them runs out of
+// memory, the lookup gives null or the right text, and a later one the text.
+TEST_F(CatalogInternals, LookupOutOfMemoryGivesNullThenTheText) {
+  int failures = 0;
+  for (long n = 0; n < 20; ++n) {
+    cmCatalog *c = nullptr;
+    ASSERT_EQ(0, cmOpenCatalog(&c, path_.c_str()));
+    nls::testing::failAllocationsAfter(n);
+    char *text = cmGetRawMessage(0x101);
+    nls::testing::failAllocationsAfter(-1);
+    if (text == nullptr) {
+      ++failures;
+    } else {
+      EXPECT_STREQ("First item", text);
+      free(text);
+    }
+    text = cmGetRawMessage(0x101);
+    EXPECT_STREQ("First item", text);
+    free(text);
+    EXPECT_EQ(0, cmCloseCatalog(c));
+  }
+  EXPECT_GE(failures, 3);
+}
+
 TEST_F(CatalogInternals, CmSetOutOfMemory) {
   cmMsgSet *set = reinterpret_cast<cmMsgSet *>(1);
   nls::testing::failAllocationsAfter(0);

@@ -11,6 +11,8 @@
 #include "orvane/msgset.h"
 #include "orvane/strings.h"
 
+struct cmNativeTexts;
+
 struct cmVersion {
   uint32_t numbers[3];
   orvString *text;
@@ -35,6 +37,10 @@ struct cmCatalog {
   // The whole file as read (and checked) at open: lookups read the message
   // area from here, never past fileSize.
   unsigned char *bytes;
+  // Texts already made in the current character set, one table per
+  // character-set object in use (see cm_native.cpp); read and published
+  // atomically, released at close.
+  cmNativeTexts *nativeTexts;
   cmCatalog *next;
 };
 
@@ -67,6 +73,27 @@ char *lookupNative(const cmCatalog *catalog, uint32_t id, int *found);
 
 // The character set that texts in the current character set are made in.
 orvCharSet currentCharSet();
+
+// The index position of a stored id, or catalog->messageCount when absent.
+uint32_t find(const cmCatalog *catalog, uint32_t id);
+
+// The units of message i after its leading field (kept when id has
+// CM_KEEP_LEAD): big-endian UTF-16 at *p, *units of them.
+void textSpan(const cmCatalog *catalog, uint32_t i, uint32_t id, const unsigned char **p, uint32_t *units);
+
+// units big-endian UTF-16 units at p as a heap block in the character set
+// set, terminator included; *size receives the block's size in bytes. Null
+// when memory runs out.
+char *convertUnits(const unsigned char *p, uint32_t units, orvCharSet set, uint32_t *size);
+
+// Message i (stored id, leading field dropped) in the current character set
+// from the catalog's table of made texts, making the entry on first use: a
+// new heap block, or null with *usable false when the table cannot serve
+// (memory ran out while making it: the caller converts the text itself).
+char *cachedNative(const cmCatalog *catalog, uint32_t i, bool *usable);
+
+// Releases every table of made texts (at close).
+void releaseNativeTexts(cmCatalog *catalog);
 
 // A heap copy of a string's units in the current character set; null when
 // memory runs out.

@@ -86,6 +86,7 @@ void freeCatalog(cmCatalog *c) {
   free(c->offsets);
   free(c->hashSlots);
   free(c->bytes);
+  releaseNativeTexts(c);
   free(c);
 }
 
@@ -458,8 +459,6 @@ char *fallbackText(uint32_t id) {
   return out;
 }
 
-namespace {
-
 // The index position of id, or messageCount when absent: one probe of the
 // hash in the common case.
 uint32_t find(const cmCatalog *c, uint32_t id) {
@@ -497,22 +496,11 @@ void textSpan(const cmCatalog *c, uint32_t i, uint32_t id, const unsigned char *
   *units = n - skip;
 }
 
-}  // namespace
-
-char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
-  const uint32_t i = find(c, id);
-  if (i == c->messageCount) {
-    *found = 0;
-    return nullptr;
-  }
-  *found = 1;
-  const unsigned char *p = nullptr;
-  uint32_t units = 0;
-  textSpan(c, i, id, &p, &units);
+char *convertUnits(const unsigned char *p, uint32_t units, orvCharSet set, uint32_t *size) {
   if (units == 0) {
+    *size = 1;
     return nls::duplicate("");
   }
-  const orvCharSet set = currentCharSet();
   if (set == ORV_CHARSET_ASCII) {
     // The built-in set keeps the low byte of each unit, as its converter
     // does: straight from the stored bytes.
@@ -522,6 +510,7 @@ char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
         out[k] = static_cast<char>(p[static_cast<size_t>(k) * 2 + 1]);
       }
       out[units] = '\0';
+      *size = units + 1;
     }
     return out;
   }
@@ -535,12 +524,32 @@ char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
         static_cast<uint16_t>((p[static_cast<size_t>(k) * 2] << 8) | p[static_cast<size_t>(k) * 2 + 1]);
   }
   uint32_t length = units;
-  uint32_t size = 0;
-  char *native = orvCharacterSetConvertFromUnicode(set, buffer, &length, &size);
+  char *native = orvCharacterSetConvertFromUnicode(set, buffer, &length, size);
   if (buffer != local) {
     free(buffer);
   }
   return native;
+}
+
+char *lookupNative(const cmCatalog *c, uint32_t id, int *found) {
+  const uint32_t i = find(c, id);
+  if (i == c->messageCount) {
+    *found = 0;
+    return nullptr;
+  }
+  *found = 1;
+  if ((id & CM_KEEP_LEAD) == 0) {
+    bool usable = false;
+    char *text = cachedNative(c, i, &usable);
+    if (usable) {
+      return text;
+    }
+  }
+  const unsigned char *p = nullptr;
+  uint32_t units = 0;
+  textSpan(c, i, id, &p, &units);
+  uint32_t size = 0;
+  return convertUnits(p, units, currentCharSet(), &size);
 }
 
 int lookup(const cmCatalog *c, uint32_t id, orvString **out) {

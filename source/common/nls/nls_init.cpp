@@ -121,20 +121,20 @@ int makeCharSetObject() {
   int reason = 0;
   orvCharSet object = orvCharacterSetCreate(objectName(s.charSet), &reason);
   if (object != 0) {
-    s.charSetObject = object;
+    setCharSetObject(object);
     return 0;
   }
   if (reason == ORV_CHARSET_ERR_NO_MEMORY) {
     return NLS_ERR_NO_MEMORY;
   }
-  s.charSetObject = ORV_CHARSET_ASCII;
+  setCharSetObject(ORV_CHARSET_ASCII);
   return NLS_ERR_CHARSET_OBJECT;
 }
 
 void releaseCharSetObject() {
   State &s = state();
   orvCharacterSetDestroy(s.charSetObject);
-  s.charSetObject = 0;
+  setCharSetObject(0);
 }
 
 // The services message set "SRVCMSGS": its catalog is the file that the

@@ -85,6 +85,13 @@ void freeList(T *&head) {
 
 std::atomic<uint8_t> charLengths[256] = {};
 
+std::atomic<uint32_t> charSetObjectGeneration{1};
+
+void setCharSetObject(intptr_t object) {
+  state().charSetObject = object;
+  charSetObjectGeneration.fetch_add(1, std::memory_order_release);
+}
+
 namespace {
 // Until the first nlsInit every byte is a character of its own.
 struct CharLengthsAtStart {

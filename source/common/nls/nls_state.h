@@ -100,6 +100,15 @@ struct State {
 
 State &state();
 
+// Counts the changes of state().charSetObject: a cache of texts made in the
+// current character set (the catalogs keep one) is good while the count it
+// was made at still stands. An object that is destroyed and a new one that
+// lands at the same address never look alike.
+extern std::atomic<uint32_t> charSetObjectGeneration;
+
+// Sets state().charSetObject and counts the change.
+void setCharSetObject(intptr_t object);
+
 // The name, Unicode map and extension list of a slot as they now stand
 // (null map or list: the slot has none).
 const char *charSetName(int id);
