@@ -3,8 +3,10 @@
 //
 // An open reads the whole file once, in 4096-byte blocks, while it computes
 // the checksum; the header, the index and every later lookup then work on
-// that copy, so a lookup never reads outside the file and costs one binary
-// search. The file itself stays open for the catalog's life.
+// that copy, so a lookup never reads outside the file and costs one probe
+// of a hash of the ids (texts already made in the current character set
+// come from cm_native.cpp). The file itself stays open for the catalog's
+// life.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

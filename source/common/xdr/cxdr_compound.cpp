@@ -31,7 +31,7 @@ ORV_API int cxdr_array(CXDR *stream, void **array, uint32_t *count, uint32_t max
       if (n > maxCount) {
         cxdr::assertFailed(cxdr::kLineArrayEncodeCount);
       }
-      if (stream->putUInt32(stream, &n) == 0) {
+      if (cxdr::put32(stream, n) == 0) {
         return 0;
       }
       if (n == 0) {
@@ -44,7 +44,7 @@ ORV_API int cxdr_array(CXDR *stream, void **array, uint32_t *count, uint32_t max
     }
     case CXDR_DECODE: {
       uint32_t n = 0;
-      if (stream->getUInt32(stream, &n) == 0) {
+      if (cxdr::get32(stream, &n) == 0) {
         return 0;
       }
       if (n > maxCount) {
@@ -98,14 +98,14 @@ ORV_API int cxdr_pointer(CXDR *stream, void **object, uint32_t objectSize, cxdrp
   switch (stream->direction) {
     case CXDR_ENCODE: {
       uint32_t present = *object != nullptr ? 1u : 0u;
-      if (stream->putUInt32(stream, &present) == 0) {
+      if (cxdr::put32(stream, present) == 0) {
         return 0;
       }
       return present != 0 ? filter(stream, *object) : 1;
     }
     case CXDR_DECODE: {
       uint32_t present = 0;
-      if (stream->getUInt32(stream, &present) == 0) {
+      if (cxdr::get32(stream, &present) == 0) {
         return 0;
       }
       if (present == 0) {

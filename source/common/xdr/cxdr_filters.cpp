@@ -7,15 +7,34 @@
 
 namespace {
 
+// The place of the next unit of a memory stream whose operation for it is
+// still the stream's own, while nothing is traced; null otherwise, or when
+// the unit does not simply fit (the record's operation then handles it).
+template <class Op>
+uint8_t *memoryUnit(CXDR *stream, Op op, Op memoryOp, uint32_t width) {
+  if (op != memoryOp || cxdr::tracing()) {
+    return nullptr;
+  }
+  return cxdr::fastUnitAt(stream, width);
+}
+
+inline uint16_t toWire(uint16_t v) { return cxdr::swap16(v); }
+inline uint32_t toWire(uint32_t v) { return cxdr::swap32(v); }
+inline uint8_t toWire(uint8_t v) { return v; }
+
 // One unit of type T through the stream's get or put operation for it: the
 // direction dispatch that every unit filter shares. DECODE stores into the
 // caller's location only after a successful read.
 template <class T>
-int filterUnit(CXDR *stream, void *value, int (*get)(CXDR *, T *), int (*put)(CXDR *, const T *)) {
+int filterUnit(CXDR *stream, void *value, int (*get)(CXDR *, T *), int (*put)(CXDR *, const T *),
+               int (*memoryGet)(CXDR *, T *), int (*memoryPut)(CXDR *, const T *)) {
   switch (stream->direction) {
     case CXDR_DECODE: {
       T v{};
-      if (get(stream, &v) == 0) {
+      if (const uint8_t *at = memoryUnit(stream, get, memoryGet, sizeof(T))) {
+        memcpy(&v, at, sizeof v);
+        v = toWire(v);
+      } else if (get(stream, &v) == 0) {
         return 0;
       }
       memcpy(value, &v, sizeof v);
@@ -24,6 +43,11 @@ int filterUnit(CXDR *stream, void *value, int (*get)(CXDR *, T *), int (*put)(CX
     case CXDR_ENCODE: {
       T v{};
       memcpy(&v, value, sizeof v);
+      if (uint8_t *at = memoryUnit(stream, put, memoryPut, sizeof(T))) {
+        v = toWire(v);
+        memcpy(at, &v, sizeof v);
+        return 1;
+      }
       return put(stream, &v) != 0 ? 1 : 0;
     }
     case CXDR_FREE:
@@ -34,15 +58,18 @@ int filterUnit(CXDR *stream, void *value, int (*get)(CXDR *, T *), int (*put)(CX
 }
 
 int filterUInt8(CXDR *stream, uint8_t *value) {
-  return filterUnit<uint8_t>(stream, value, stream->getUInt8, stream->putUInt8);
+  return filterUnit<uint8_t>(stream, value, stream->getUInt8, stream->putUInt8, cxdrmem_getUInt8,
+                             cxdrmem_putUInt8);
 }
 
 int filterUInt16(CXDR *stream, uint16_t *value) {
-  return filterUnit<uint16_t>(stream, value, stream->getUInt16, stream->putUInt16);
+  return filterUnit<uint16_t>(stream, value, stream->getUInt16, stream->putUInt16, cxdrmem_getUInt16,
+                              cxdrmem_putUInt16);
 }
 
 int filterUInt32(CXDR *stream, void *value) {
-  return filterUnit<uint32_t>(stream, value, stream->getUInt32, stream->putUInt32);
+  return filterUnit<uint32_t>(stream, value, stream->getUInt32, stream->putUInt32, cxdrmem_getUInt32,
+                              cxdrmem_putUInt32);
 }
 
 }  // namespace
@@ -95,17 +122,17 @@ ORV_API int cxdr_Float64(CXDR *stream, double *value) {
   uint32_t words[2];
   switch (stream->direction) {
     case CXDR_DECODE:
-      if (stream->getUInt32(stream, &words[0]) == 0 || stream->getUInt32(stream, &words[1]) == 0) {
+      if (cxdr::get32(stream, &words[0]) == 0 || cxdr::get32(stream, &words[1]) == 0) {
         return 0;
       }
       memcpy(value, words, sizeof words);
       return 1;
     case CXDR_ENCODE:
       memcpy(words, value, sizeof words);
-      if (stream->putUInt32(stream, &words[0]) == 0) {
+      if (cxdr::put32(stream, words[0]) == 0) {
         return 0;
       }
-      return stream->putUInt32(stream, &words[1]) != 0 ? 1 : 0;
+      return cxdr::put32(stream, words[1]);
     case CXDR_FREE:
       return 1;
     default:
@@ -152,7 +179,7 @@ ORV_API int cxdr_UInt8s(CXDR *stream, uint8_t **buffer, uint32_t *count, uint32_
       if (n > maxCount) {
         cxdr::assertFailed(cxdr::kLineUInt8sEncodeCount);
       }
-      if (stream->putUInt32(stream, &n) == 0) {
+      if (cxdr::put32(stream, n) == 0) {
         return 0;
       }
       if (n == 0) {
@@ -165,7 +192,7 @@ ORV_API int cxdr_UInt8s(CXDR *stream, uint8_t **buffer, uint32_t *count, uint32_
     }
     case CXDR_DECODE: {
       uint32_t n = 0;
-      if (stream->getUInt32(stream, &n) == 0) {
+      if (cxdr::get32(stream, &n) == 0) {
         return 0;
       }
       *count = n;
@@ -203,7 +230,7 @@ ORV_API int cxdr_c_wrapstring(CXDR *stream, char **text) {
         return 0;  // the length word cannot hold it
       }
       auto n = static_cast<uint32_t>(length);
-      if (stream->putUInt32(stream, &n) == 0) {
+      if (cxdr::put32(stream, n) == 0) {
         return 0;
       }
       if (n == 0) {
@@ -213,7 +240,7 @@ ORV_API int cxdr_c_wrapstring(CXDR *stream, char **text) {
     }
     case CXDR_DECODE: {
       uint32_t n = 0;
-      if (stream->getUInt32(stream, &n) == 0) {
+      if (cxdr::get32(stream, &n) == 0) {
         return 0;
       }
       if (*text == nullptr) {

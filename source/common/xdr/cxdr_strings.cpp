@@ -31,7 +31,7 @@ struct Lines {
 
 int writeHeader(CXDR *stream, uint32_t tag, uint32_t length) {
   uint32_t header = (tag << 24) | length;
-  return stream->putUInt32(stream, &header);
+  return cxdr::put32(stream, header);
 }
 
 // ENCODE of length bytes of text (text may be null when length is 0).
@@ -103,7 +103,7 @@ int encodeText(CXDR *stream, const char *text, uint32_t length, uint32_t maxLeng
 // length of the text stored.
 int decodeText(CXDR *stream, char **text, uint32_t *outLength, uint32_t maxLength, const Lines &lines) {
   uint32_t header = 0;
-  if (stream->getUInt32(stream, &header) == 0) {
+  if (cxdr::get32(stream, &header) == 0) {
     return 0;
   }
   uint32_t length = header & kMaxHeaderLength;
