@@ -74,7 +74,11 @@ std::vector<Rec> &targets() {
   return t;
 }
 
-int ourInt32(CXDR *s, void *p) { return cxdr_Int32(s, static_cast<int32_t *>(p)); }
+// Both sides hand the library's own 32-bit filter to the array and pointer
+// filters, cast to the element-filter type as XDR code customarily does (the
+// peer's side below does the same with xdr_int32_t), so that neither pays
+// for a wrapper of the benchmark's own.
+const cxdrproc_t ourInt32 = reinterpret_cast<cxdrproc_t>(cxdr_Int32);
 
 int ourRecord(CXDR *s, Rec *r) {
   return cxdr_Int8(s, &r->i8) && cxdr_Int16(s, &r->i16) && cxdr_Int32(s, &r->i32) && cxdr_Float64(s, &r->d) &&

@@ -233,9 +233,9 @@ int runFloat(int argc, char **argv) {
   if (value == nullptr || !parseDouble(value, v)) {
     return usage();
   }
-  std::vector<char> out(static_cast<size_t>(width));
+  std::string out(static_cast<size_t>(width), ' ');
   nlsR8ToPortFloat(v, out.data(), width, &error);
-  printf("[%.*s]\n", width, out.data());
+  printf("[%s]\n", out.c_str());
   if (error != 0) {
     fputs("orv nls format: the value has no portable form at this width\n", stderr);
     return 1;

@@ -516,7 +516,7 @@ char *convertUnits(const unsigned char *p, uint32_t units, orvCharSet set, uint3
     }
     return out;
   }
-  uint16_t local[512];
+  uint16_t local[512] = {};
   uint16_t *buffer = units <= 512 ? local : static_cast<uint16_t *>(nls::allocate(units * sizeof(uint16_t)));
   if (buffer == nullptr) {
     return nullptr;
