@@ -43,7 +43,9 @@ std::atomic_ref<cmNativeTexts *> tablesOf(const cmCatalog *c) {
   return std::atomic_ref<cmNativeTexts *>(const_cast<cmCatalog *>(c)->nativeTexts);
 }
 
-std::atomic_ref<char *> entryOf(cmNativeTexts *t, uint32_t i) { return std::atomic_ref<char *>(t->entries[i]); }
+std::atomic_ref<char *> entryOf(cmNativeTexts *t, uint32_t i) {
+  return std::atomic_ref<char *>(t->entries[i]);
+}
 
 // The table for the character-set object now current, made when there is
 // none yet; null when memory runs out or the catalog has made its last.

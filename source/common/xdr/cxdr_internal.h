@@ -111,7 +111,8 @@ inline uint8_t *fastUnitAt(CXDR *s, uint32_t width) {
   const uint32_t aligned = (pos + (width - 1)) & ~(width - 1);
   const uint32_t limit = s->limit;
   uint8_t *buffer = s->buffer;
-  if (aligned >= pos && buffer != nullptr && limit <= s->size && aligned <= limit && limit - aligned >= width) {
+  if (aligned >= pos && buffer != nullptr && limit <= s->size && aligned <= limit &&
+      limit - aligned >= width) {
     s->position = aligned + width;
     return buffer + aligned;
   }
