@@ -160,12 +160,23 @@ struct vtmXdrAccess {
     return true;
   }
 
+  // A trace line when the object traces bit: tested here, inline, so that
+  // an object that does not trace pays for no call and no argument set-up.
+  template <typename... Args>
+  static void line(vtmXdr *x, uint32_t bit, const char *name, const char *format, Args... args) {
+    if (tracing(x, bit)) {
+      lineText(x, bit, name, format, args...);
+    }
+  }
+  static void line(vtmXdr *x, uint32_t bit, const char *name) {
+    if (tracing(x, bit)) {
+      lineText(x, bit, name, nullptr);
+    }
+  }
+
   // A failed line releases the trace buffer, drops the trace object, sets
   // status 6 and throws.
-  static void line(vtmXdr *x, uint32_t bit, const char *name, const char *format = nullptr, ...) {
-    if (!tracing(x, bit)) {
-      return;
-    }
+  static void lineText(vtmXdr *x, uint32_t bit, const char *name, const char *format, ...) {
     va_list args;
     va_start(args, format);
     bool written = writeLine(x, bit, name, format, args);
