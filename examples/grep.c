@@ -10,7 +10,8 @@
  * "disk".
  *
  * The program checks the pattern, builds its automaton once, stores the
- * serialised automaton in a file (grep.fa), loads it back and runs the
+ * serialised automaton in a file (grep.fa, or grep_sample.fa for the
+ * sample), loads it back and runs the
  * loaded copy over every line. Each line is also matched directly from the
  * pattern; the program exits 0 only when both answers agree on every line
  * (and, for the sample, when the matching lines are the expected ones),
@@ -23,7 +24,10 @@
 #include "orvane/nls.h"
 #include "orvane/pattern.h"
 
+/* Where the automaton is stored: its own file for the sample, so that a
+ * search of the sample and a search of a file may run side by side. */
 #define AUTOMATON_FILE "grep.fa"
+#define SAMPLE_AUTOMATON_FILE "grep_sample.fa"
 #define SAMPLE_FILE "grep_sample.log"
 
 /* A sample log, and a pattern that finds its errors and warnings: a date,
@@ -74,10 +78,10 @@ static int writeWholeFile(const char *path, const void *data, uint32_t size) {
   return orvFileClose(file, 0) == 1 && written;
 }
 
-/* Builds the automaton of pattern and stores it in AUTOMATON_FILE; returns
- * the copy loaded back from that file (a heap block of the library), or
- * null with a message. */
-static unsigned char *buildAndStore(const char *pattern) {
+/* Builds the automaton of pattern and stores it in the file storedName;
+ * returns the copy loaded back from that file (a heap block of the
+ * library), or null with a message. */
+static unsigned char *buildAndStore(const char *pattern, const char *storedName) {
   uint16_t error = 0;
   uint16_t position = 0;
   int32_t length = 0;
@@ -87,11 +91,11 @@ static unsigned char *buildAndStore(const char *pattern) {
             position);
     return NULL;
   }
-  printf("grep: the automaton takes %d bytes; stored in %s\n", (int)length, AUTOMATON_FILE);
+  printf("grep: the automaton takes %d bytes; stored in %s\n", (int)length, storedName);
   unsigned char *loaded = NULL;
   uint32_t loadedSize = 0;
-  if (writeWholeFile(AUTOMATON_FILE, built, (uint32_t)length)) {
-    loaded = (unsigned char *)readWholeFile(AUTOMATON_FILE, &loadedSize);
+  if (writeWholeFile(storedName, built, (uint32_t)length)) {
+    loaded = (unsigned char *)readWholeFile(storedName, &loadedSize);
   }
   if (loaded != NULL && (loadedSize != (uint32_t)length || memcmp(loaded, built, (size_t)length) != 0)) {
     fprintf(stderr, "grep: the stored automaton differs from the one built\n");
@@ -141,14 +145,15 @@ static int matchLines(char *text, const char *pattern, const unsigned char *auto
   return failures;
 }
 
-static int run(const char *pattern, const char *path, const int *expected, int expectedCount) {
+static int run(const char *pattern, const char *path, const char *storedName, const int *expected,
+               int expectedCount) {
   uint16_t error = 0;
   uint16_t position = 0;
   if (!nlsValidPattern(pattern, NULL, &error, &position)) {
     fprintf(stderr, "grep: bad pattern \"%s\": error %d at position %u\n", pattern, (int16_t)error, position);
     return 2;
   }
-  unsigned char *automaton = buildAndStore(pattern);
+  unsigned char *automaton = buildAndStore(pattern, storedName);
   if (automaton == NULL) {
     return 2;
   }
@@ -197,11 +202,11 @@ int main(int argc, char **argv) {
   }
   int result;
   if (argc == 3) {
-    result = run(argv[1], argv[2], NULL, 0);
+    result = run(argv[1], argv[2], AUTOMATON_FILE, NULL, 0);
   } else {
     printf("grep: no pattern given: searching the sample log %s\n", SAMPLE_FILE);
     result = writeWholeFile(SAMPLE_FILE, sampleText, (uint32_t)strlen(sampleText))
-                 ? run(samplePattern, SAMPLE_FILE, sampleMatches, 3)
+                 ? run(samplePattern, SAMPLE_FILE, SAMPLE_AUTOMATON_FILE, sampleMatches, 3)
                  : 2;
   }
   servicesProcessTerminate(0);
