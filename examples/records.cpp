@@ -33,6 +33,7 @@ namespace {
 
 constexpr int kWorkers = 4;
 constexpr int kRecordsPerWorker = 50;
+constexpr size_t kRecordCount = static_cast<size_t>(kWorkers) * kRecordsPerWorker;
 constexpr int kCodeLength = 8;
 constexpr uint32_t kMaxPayload = 64;
 constexpr const char *kFileName = "records.xdr";
@@ -246,7 +247,7 @@ bool writeWithWorkers(uint32_t key) {
   bool ended = cxdr_OrvBool8(&journal.stream, &more) == 1;
   cxdrfile_destroy(&journal.stream);
   orvRWLockDestroy(&journal.lock);
-  check(ended && journal.failed == 0 && journal.written == kWorkers * kRecordsPerWorker,
+  check(ended && journal.failed == 0 && static_cast<size_t>(journal.written) == kRecordCount,
         "every record is in the file");
   return failures == 0;
 }
@@ -263,7 +264,10 @@ bool readBack(uint32_t key, std::vector<Record> &records) {
   in.decryptinit(&in, key);
   in.decryptFlag = 1;
   bool seen[kWorkers][kRecordsPerWorker] = {};
-  int lastSequence[kWorkers] = {-1, -1, -1, -1};
+  int lastSequence[kWorkers];
+  for (int &last : lastSequence) {
+    last = -1;
+  }
   bool allSame = true;
   bool inOrder = true;
   bool decoded = true;
@@ -301,8 +305,7 @@ bool readBack(uint32_t key, std::vector<Record> &records) {
   }
   check(decoded, "the file decodes up to its end mark");
   check(allSame, "every field of every record is as written");
-  check(all && records.size() == static_cast<size_t>(kWorkers * kRecordsPerWorker),
-        "every record is there, once");
+  check(all && records.size() == kRecordCount, "every record is there, once");
   check(inOrder, "each worker's records kept their order");
   return failures == 0;
 }
