@@ -107,24 +107,27 @@ static unsigned char *buildAndStore(const char *pattern, const char *storedName)
 }
 
 /* Runs the loaded automaton over every line of text (a line ends at a line
- * feed; a carriage return before it is dropped) and prints the matching
+ * feed; a carriage return before it is dropped, and a NUL byte ends the
+ * text that is matched, as in any C string) and prints the matching
  * lines with their numbers. Each line is matched from the pattern too; a
  * disagreement counts as a failure. matched receives up to maxMatched line
  * numbers. Returns the number of failures. */
-static int matchLines(char *text, const char *pattern, const unsigned char *automaton, int *matched,
-                      int maxMatched, int *matchedCount) {
+static int matchLines(char *text, uint32_t size, const char *pattern, const unsigned char *automaton,
+                      int *matched, int maxMatched, int *matchedCount) {
   int failures = 0;
   int lineNumber = 0;
   *matchedCount = 0;
   char *line = text;
-  while (*line != '\0') {
-    char *end = strchr(line, '\n');
-    char *next = end != NULL ? end + 1 : line + strlen(line);
-    if (end != NULL) {
-      *end = '\0';
-      if (end > line && end[-1] == '\r') {
-        end[-1] = '\0';
-      }
+  char *textEnd = text + size; /* text[size] is the NUL that readWholeFile added */
+  while (line < textEnd) {
+    char *end = memchr(line, '\n', (size_t)(textEnd - line));
+    char *next = end != NULL ? end + 1 : textEnd;
+    if (end == NULL) {
+      end = textEnd;
+    }
+    *end = '\0';
+    if (end > line && end[-1] == '\r') {
+      end[-1] = '\0';
     }
     ++lineNumber;
     int stored = nlsSimulFA(automaton, NULL, line);
@@ -166,7 +169,7 @@ static int run(const char *pattern, const char *path, const char *storedName, co
   printf("grep: the lines of %s that \"%s\" matches:\n", path, pattern);
   int matched[64];
   int matchedCount = 0;
-  int failures = matchLines(text, pattern, automaton, matched, 64, &matchedCount);
+  int failures = matchLines(text, size, pattern, automaton, matched, 64, &matchedCount);
   printf("grep: %d line(s) matched\n", matchedCount);
   if (expected != NULL) {
     int same = matchedCount == expectedCount;
