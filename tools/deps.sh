@@ -2,7 +2,7 @@
 # Installs the Debian packages that the build needs and the machine lacks.
 #   tools/deps.sh            native build and tests
 #   tools/deps.sh --cross    also the mingw-w64 cross compilers and wine64
-#   tools/deps.sh --bench    also Google Benchmark and RE2 (a peer of bench_pattern)
+#   tools/deps.sh --bench    also Google Benchmark, RE2 and libtirpc (peers of bench_pattern, bench_xdr)
 #   tools/deps.sh --all      everything CI uses
 set -euo pipefail
 
@@ -10,9 +10,9 @@ packages=(cmake ninja-build g++ googletest)
 for arg in "$@"; do
   case "$arg" in
     --cross) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64) ;;
-    --bench) packages+=(libbenchmark-dev libre2-dev) ;;
+    --bench) packages+=(libbenchmark-dev libre2-dev libtirpc-dev) ;;
     --fuzz) packages+=(clang libclang-rt-dev) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev clang libclang-rt-dev) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done
