@@ -3,6 +3,7 @@
 #   tools/deps.sh            native build and tests
 #   tools/deps.sh --cross    also the mingw-w64 cross compilers and wine64
 #   tools/deps.sh --bench    also Google Benchmark, RE2 and libtirpc (peers of bench_pattern, bench_xdr)
+#   tools/deps.sh --coverage also gcovr (tools/coverage.sh)
 #   tools/deps.sh --all      everything CI uses
 set -euo pipefail
 
@@ -12,6 +13,7 @@ for arg in "$@"; do
     --cross) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64) ;;
     --bench) packages+=(libbenchmark-dev libre2-dev libtirpc-dev) ;;
     --fuzz) packages+=(clang libclang-rt-dev) ;;
+    --coverage) packages+=(gcovr) ;;
     --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
