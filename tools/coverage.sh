@@ -26,7 +26,7 @@ ctest --preset coverage || echo "coverage.sh: some tests failed; the report cove
 mkdir -p build/coverage/report
 # Branches that the compiler adds for exception clean-up and that no source
 # line shows are left out; so are lines and branches marked unreachable.
-gcovr --root . --object-directory build/coverage \
+gcovr --root . --object-directory build/coverage --exclude-directories 'build/coverage/CMakeFiles$' \
   --filter 'source/common/' --filter 'source/platform/' --exclude 'source/platform/win32/' \
   --exclude-throw-branches --exclude-unreachable-branches \
   --txt build/coverage/report/summary.txt \
