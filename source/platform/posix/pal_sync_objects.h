@@ -97,7 +97,7 @@ class MutexObject final : public KernelObject {
     uncountOwnedMutex();
     owner_.store(0, std::memory_order_relaxed);
     if (takeWordBack() == 2) [[unlikely]] {
-      return wakeOneSleeper(word_);
+      wakeOneSleeper(word_);  // nothing is needed after the call
     }
     return true;
   }
@@ -207,8 +207,9 @@ inline MutexCacheEntry &wordCacheEntry(const Handle *word) {
 inline MutexObject *cachedMutexIn(const Handle *word, Handle &handle) {
   MutexCacheEntry &entry = wordCacheEntry(word);
   handle = *word;
-  if (entry.handle == handle && handle != kNullHandle && entry.object->isNamedBy(handle)) [[likely]] {
-    return entry.object;
+  MutexObject *object = entry.object;  // read once: the check below is an acquire
+  if (entry.handle == handle && handle != kNullHandle && object->isNamedBy(handle)) [[likely]] {
+    return object;
   }
   return nullptr;
 }
