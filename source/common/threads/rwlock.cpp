@@ -358,8 +358,9 @@ int unlock(orvRWLock *lock) {
 }
 
 // Runs one operation between its trace lines, with its inner calls
-// suppressed unless the trace mask asks for them.
-int traced(const char *name, orvRWLock *lock, int (*operation)(orvRWLock *)) {
+// suppressed unless the trace mask asks for them. Kept out of line, so that
+// the fast paths before it need no stack frame.
+__attribute__((noinline)) int traced(const char *name, orvRWLock *lock, int (*operation)(orvRWLock *)) {
   orvThread *self = threads::tracingCaller();
   traceStart(self, name, lock);
   NestedCalls nested(self);

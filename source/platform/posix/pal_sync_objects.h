@@ -209,6 +209,9 @@ inline MutexObject *cachedMutexIn(const Handle *word, Handle &handle) {
   handle = *word;
   MutexObject *object = entry.object;  // read once: the check below is an acquire
   if (entry.handle == handle && handle != kNullHandle && object->isNamedBy(handle)) [[likely]] {
+    if (object == nullptr) {
+      __builtin_unreachable();  // an entry with a handle has its object
+    }
     return object;
   }
   return nullptr;
