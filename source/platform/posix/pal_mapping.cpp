@@ -32,8 +32,6 @@ namespace pal::posix {
 namespace {
 
 constexpr uint32_t kGranularity = 65536;
-// The largest read-only view that is populated when it is mapped (1 GiB).
-constexpr size_t kPopulateLimit = size_t{1} << 30;
 
 // Library-internal types throughout: standard templates instantiated only
 // on built-in types would be exported from the shared library.
@@ -283,19 +281,8 @@ void *mapSection(Section &section, uint32_t desiredAccess, uint64_t offset, size
     bytes = static_cast<size_t>(available);
   }
   int prot = PROT_READ | (write || copy ? PROT_WRITE : 0);
-  int flags = copy ? MAP_PRIVATE : MAP_SHARED;
-#if defined(MAP_POPULATE)
-  // A view for reading only gets its page-table entries made in the call,
-  // rather than by one page fault per page on first touch: its pages are
-  // the page cache's own, so nothing is copied or dirtied. Views that may be
-  // written are left alone (populating them would dirty or copy every
-  // page), and so are views above kPopulateLimit, whose caller may well
-  // touch only a part.
-  if (prot == PROT_READ && bytes <= kPopulateLimit) {
-    flags |= MAP_POPULATE;
-  }
-#endif
-  void *base = ::mmap(nullptr, bytes, prot, flags, section.fd(), static_cast<off_t>(offset));
+  void *base =
+      ::mmap(nullptr, bytes, prot, copy ? MAP_PRIVATE : MAP_SHARED, section.fd(), static_cast<off_t>(offset));
   if (base == MAP_FAILED) {
     setLastErrorFromErrno(errno);
     return nullptr;
