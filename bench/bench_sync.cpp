@@ -11,6 +11,12 @@
 #include <thread>
 #include <vector>
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <time.h>
+#endif
+
 #include <benchmark/benchmark.h>
 
 #include "orvane/sync.h"
@@ -23,20 +29,59 @@ namespace {
 
 // A lock and unlock costs a few nanoseconds, and a run of one benchmark
 // after the other meets different conditions on a shared machine; so each
-// iteration times a block of ours and a block of the standard mutex,
-// alternating which goes first, and the medians of the blocks are compared
-// (the counters orvMutex_ns and stdMutex_ns, per lock and unlock).
-constexpr int kMutexBlock = 1 << 18;
+// iteration times a block of ours and a block of the peer, alternating which
+// goes first, and the medians of the blocks are compared (two counters, per
+// lock and unlock). Blocks time themselves on the thread's processor time,
+// so that the turns other programs take on a busy machine are not counted.
+constexpr int kBlock = 1 << 18;
+
+double threadSeconds() {
+#if defined(_WIN32)
+  FILETIME created, exited, kernel, user;
+  GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user);
+  auto ticks = [](const FILETIME &t) {
+    return static_cast<double>(static_cast<uint64_t>(t.dwHighDateTime) << 32 | t.dwLowDateTime) * 1e-7;
+  };
+  return ticks(kernel) + ticks(user);
+#else
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+#endif
+}
 
 double blockSeconds(void (*block)(void *), void *object) {
-  auto start = std::chrono::steady_clock::now();
+  double start = threadSeconds();
   block(object);
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return threadSeconds() - start;
+}
+
+// Times blocks of ours and of the peer alternately, one of each per
+// iteration, and reports the median block of each as the counters
+// oursCounter and peerCounter (nanoseconds per operation pair).
+void interleaveBlocks(benchmark::State &state, const char *oursCounter, void (*ours)(void *),
+                      void *oursObject, const char *peerCounter, void (*peer)(void *), void *peerObject) {
+  std::vector<double> oursTimes;
+  std::vector<double> peerTimes;
+  bool oursFirst = true;
+  for (auto _ : state) {
+    double o = oursFirst ? blockSeconds(ours, oursObject) : 0;
+    double p = blockSeconds(peer, peerObject);
+    if (!oursFirst) {
+      o = blockSeconds(ours, oursObject);
+    }
+    oursFirst = !oursFirst;
+    oursTimes.push_back(o);
+    peerTimes.push_back(p);
+    state.SetIterationTime(o + p);
+  }
+  state.counters[oursCounter] = benchratio::median(oursTimes) * 1e9 / kBlock;
+  state.counters[peerCounter] = benchratio::median(peerTimes) * 1e9 / kBlock;
 }
 
 void orvMutexBlock(void *object) {
   auto *m = static_cast<orvHandle *>(object);
-  for (int i = 0; i < kMutexBlock; ++i) {
+  for (int i = 0; i < kBlock; ++i) {
     orvMutexLock(m);
     orvMutexUnlock(m);
   }
@@ -44,7 +89,7 @@ void orvMutexBlock(void *object) {
 
 void stdMutexBlock(void *object) {
   auto *m = static_cast<std::mutex *>(object);
-  for (int i = 0; i < kMutexBlock; ++i) {
+  for (int i = 0; i < kBlock; ++i) {
     m->lock();
     m->unlock();
   }
@@ -55,23 +100,8 @@ void BM_mutexLockUnlock(benchmark::State &state) {
   orvHandle orvMutex = 0;
   orvMutexCreate(&orvMutex);
   std::mutex stdMutex;
-  std::vector<double> ours;
-  std::vector<double> peer;
-  bool oursFirst = true;
-  for (auto _ : state) {
-    double o = oursFirst ? blockSeconds(orvMutexBlock, &orvMutex) : 0;
-    double p = blockSeconds(stdMutexBlock, &stdMutex);
-    if (!oursFirst) {
-      o = blockSeconds(orvMutexBlock, &orvMutex);
-    }
-    oursFirst = !oursFirst;
-    ours.push_back(o);
-    peer.push_back(p);
-    state.SetIterationTime(o + p);
-  }
+  interleaveBlocks(state, "orvMutex_ns", orvMutexBlock, &orvMutex, "stdMutex_ns", stdMutexBlock, &stdMutex);
   orvMutexDestroy(&orvMutex);
-  state.counters["orvMutex_ns"] = benchratio::median(ours) * 1e9 / kMutexBlock;
-  state.counters["stdMutex_ns"] = benchratio::median(peer) * 1e9 / kMutexBlock;
 }
 BENCHMARK(BM_mutexLockUnlock)->UseManualTime()->Iterations(40);
 
@@ -101,27 +131,15 @@ class ParkedThread {
   std::thread thread_;
 };
 
-void BM_orvMutexLockUnlockThreaded(benchmark::State &state) {
+void BM_mutexLockUnlockThreaded(benchmark::State &state) {
   ParkedThread parked;
-  orvHandle m = 0;
-  orvMutexCreate(&m);
-  for (auto _ : state) {
-    orvMutexLock(&m);
-    orvMutexUnlock(&m);
-  }
-  orvMutexDestroy(&m);
+  orvHandle orvMutex = 0;
+  orvMutexCreate(&orvMutex);
+  std::mutex stdMutex;
+  interleaveBlocks(state, "orvMutex_ns", orvMutexBlock, &orvMutex, "stdMutex_ns", stdMutexBlock, &stdMutex);
+  orvMutexDestroy(&orvMutex);
 }
-BENCHMARK(BM_orvMutexLockUnlockThreaded);
-
-void BM_stdMutexLockUnlockThreaded(benchmark::State &state) {
-  ParkedThread parked;
-  std::mutex m;
-  for (auto _ : state) {
-    m.lock();
-    m.unlock();
-  }
-}
-BENCHMARK(BM_stdMutexLockUnlockThreaded);
+BENCHMARK(BM_mutexLockUnlockThreaded)->UseManualTime()->Iterations(40);
 
 // --- Condition ping-pong -------------------------------------------------------------
 //
@@ -322,26 +340,36 @@ void BM_stdConditionEventHandOff(benchmark::State &state) {
 BENCHMARK(BM_stdConditionEventHandOff)->UseRealTime();
 
 // --- Uncontended read lock ------------------------------------------------------------------
+//
+// Interleaved blocks as for the mutex, with a second thread parked in the
+// process (as in any program that has readers and writers to keep apart).
 
-void BM_orvRWLockReadUnlock(benchmark::State &state) {
+void orvReadBlock(void *object) {
+  auto *lock = static_cast<orvRWLock *>(object);
+  for (int i = 0; i < kBlock; ++i) {
+    orvRWLockReadLock(lock);
+    orvRWLockUnlock(lock);
+  }
+}
+
+void stdReadBlock(void *object) {
+  auto *m = static_cast<std::shared_mutex *>(object);
+  for (int i = 0; i < kBlock; ++i) {
+    m->lock_shared();
+    m->unlock_shared();
+  }
+  benchmark::ClobberMemory();
+}
+
+void BM_rwlockReadUnlock(benchmark::State &state) {
+  ParkedThread parked;
   orvRWLock lock{};
   orvRWLockCreate(&lock);
-  for (auto _ : state) {
-    orvRWLockReadLock(&lock);
-    orvRWLockUnlock(&lock);
-  }
+  std::shared_mutex stdLock;
+  interleaveBlocks(state, "orvRWLock_ns", orvReadBlock, &lock, "stdSharedMutex_ns", stdReadBlock, &stdLock);
   orvRWLockDestroy(&lock);
 }
-BENCHMARK(BM_orvRWLockReadUnlock);
-
-void BM_stdSharedMutexReadUnlock(benchmark::State &state) {
-  std::shared_mutex m;
-  for (auto _ : state) {
-    m.lock_shared();
-    m.unlock_shared();
-  }
-}
-BENCHMARK(BM_stdSharedMutexReadUnlock);
+BENCHMARK(BM_rwlockReadUnlock)->UseManualTime()->Iterations(40);
 
 }  // namespace
 
@@ -351,12 +379,14 @@ int main(int argc, char **argv) {
       argc, argv,
       {
           {"BM_mutexLockUnlock/iterations:40/manual_time@orvMutex_ns",
-           "BM_mutexLockUnlock/iterations:40/manual_time@stdMutex_ns", 1.5},
-          {"BM_orvMutexLockUnlockThreaded", "BM_stdMutexLockUnlockThreaded", 0},
+           "BM_mutexLockUnlock/iterations:40/manual_time@stdMutex_ns", 1.15},
+          {"BM_mutexLockUnlockThreaded/iterations:40/manual_time@orvMutex_ns",
+           "BM_mutexLockUnlockThreaded/iterations:40/manual_time@stdMutex_ns", 1.15},
           {"BM_orvConditionPingPong/real_time", "BM_stdConditionPingPong/real_time", 1.5},
           {"BM_orvSemaphoreHandOff/real_time", "BM_stdCountingSemaphoreHandOff/real_time", 0},
           {"BM_orvEventHandOff/real_time", "BM_stdConditionEventHandOff/real_time", 0},
-          {"BM_orvRWLockReadUnlock", "BM_stdSharedMutexReadUnlock", 0},
+          {"BM_rwlockReadUnlock/iterations:40/manual_time@orvRWLock_ns",
+           "BM_rwlockReadUnlock/iterations:40/manual_time@stdSharedMutex_ns", 1.3},
       });
   orvThreadProcessTerminate();
   return result;

@@ -72,7 +72,12 @@ constexpr uint32_t kNotDone = 0xFFFFFFFEu;
 
 // waitForSingleObject and releaseMutex on the handle stored in a caller's
 // handle word; on POSIX they also remember the mutex for the fast paths.
+// mutexOpenIn tells, without a call where the platform can, that the
+// handle word names a mutex that is open: true only when that is known
+// cheaply (on POSIX: the calling thread used the mutex through the word
+// recently and it has not been closed since); false means "not known".
 #if defined(_WIN32)
+inline bool mutexOpenIn(const Handle * /*word*/) { return false; }
 inline uint32_t tryWaitMutexIn(const Handle * /*word*/) { return kNotDone; }
 inline bool tryReleaseMutexIn(const Handle * /*word*/) { return false; }
 inline uint32_t waitForSingleObjectIn(const Handle *word, uint32_t milliseconds) {

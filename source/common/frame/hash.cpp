@@ -19,21 +19,24 @@ namespace {
 // characters are used as they are.
 //
 // Each thread keeps its table and rebuilds it when the locale it sees
-// changes: on glibc the classification table and the maximum character
-// length identify the LC_CTYPE locale in force (setlocale or uselocale);
-// elsewhere the locale's name is compared.
+// changes. On glibc the thread's classification table identifies the
+// LC_CTYPE locale in force (setlocale or uselocale), and the maximum
+// character length comes from the same locale data, so one pointer
+// comparison tells whether the table is current: the address of the
+// thread's classification-table pointer (__ctype_b_loc) never changes
+// during the thread's life and is asked once, after which each call reads
+// the pointer through it, without a call into the C library. Elsewhere the
+// locale's name and the maximum character length are compared.
 class FoldTable {
  public:
   const unsigned char *current() {
-    const int multiByte = MB_CUR_MAX >= 2 ? 1 : 0;
 #if defined(__GLIBC__)
-    const void *identity = *__ctype_b_loc();
-    if (identity != identity_ || multiByte != multiByte_) {
-      identity_ = identity;
-      multiByte_ = multiByte;
-      build();
+    if (slot_ != nullptr && *slot_ == identity_) [[likely]] {
+      return table_;
     }
+    return refresh();
 #else
+    const int multiByte = MB_CUR_MAX >= 2 ? 1 : 0;
     const char *name = setlocale(LC_CTYPE, nullptr);
     if (!built_ || multiByte != multiByte_ || name == nullptr || name_ != name) {
       name_ = name != nullptr ? name : "";
@@ -41,11 +44,23 @@ class FoldTable {
       built_ = true;
       build();
     }
-#endif
     return table_;
+#endif
   }
 
  private:
+#if defined(__GLIBC__)
+  __attribute__((noinline)) const unsigned char *refresh() {
+    if (slot_ == nullptr) {
+      slot_ = __ctype_b_loc();
+    }
+    identity_ = *slot_;
+    multiByte_ = MB_CUR_MAX >= 2 ? 1 : 0;
+    build();
+    return table_;
+  }
+#endif
+
   void build() {
     for (int b = 0; b < 256; ++b) {
       const bool classified = !(multiByte_ != 0 && b >= 0x80);
@@ -56,17 +71,24 @@ class FoldTable {
   unsigned char table_[256] = {};
   int multiByte_ = -1;
 #if defined(__GLIBC__)
-  const void *identity_ = nullptr;
+  const unsigned short int **slot_ = nullptr;
+  const unsigned short int *identity_ = nullptr;
 #else
   bool built_ = false;
   std::string name_;
 #endif
 };
 
+#if defined(__GLIBC__)
+// A trivially constructed per-thread record, reached without a call.
+thread_local constinit FoldTable foldTables __attribute__((tls_model("initial-exec")));
+inline const unsigned char *foldTable() { return foldTables.current(); }
+#else
 const unsigned char *foldTable() {
   static thread_local FoldTable table;
   return table.current();
 }
+#endif
 
 }  // namespace
 

@@ -429,8 +429,11 @@ bool wakeOneSleeper(std::atomic<uint32_t> &word) {
 uint32_t waitForObjectIn(const Handle *word, uint32_t milliseconds) {
   Handle handle = *word;
   if (MutexObject *m = findMutex(handle)) {
+    // The identifier first: the fast paths trust an entry of this thread's
+    // cache to mean that the thread has its identifier.
+    uint32_t self = currentId();
     wordCacheEntry(word) = MutexCacheEntry{handle, m};
-    return m->wait(handle, currentId(), milliseconds);
+    return m->wait(handle, self, milliseconds);
   }
   return waitForObject(handle, milliseconds);
 }
@@ -441,8 +444,9 @@ bool releaseMutexSlowIn(const Handle *word) {
   if (m == nullptr) {
     return false;  // last error 6
   }
+  uint32_t self = currentId();  // before the cache entry, as above
   wordCacheEntry(word) = MutexCacheEntry{handle, m};
-  return m->releaseBy(currentId());
+  return m->releaseBy(self);
 }
 
 uint32_t waitForObject(Handle handle, uint32_t milliseconds) {

@@ -41,14 +41,21 @@ inline bool releaseMutex(Handle mutex) {
   return posix::releaseMutexSlow(mutex);
 }
 
+inline bool mutexOpenIn(const Handle *word) {
+  Handle handle;
+  return posix::cachedMutexIn(word, handle) != nullptr;
+}
+
+// A hit in the calling thread's word cache also means that the thread has
+// its identifier (the slow paths ask for it before they fill an entry), so
+// the identifier is used as it is.
 inline uint32_t tryWaitMutexIn(const Handle *word) {
   Handle handle;
   posix::MutexObject *m = posix::cachedMutexIn(word, handle);
-  uint32_t self = posix::threadState().id;
-  if (m == nullptr || self == 0) {
+  if (m == nullptr) {
     return kNotDone;
   }
-  return m->tryAcquire(self);
+  return m->tryAcquire(posix::threadState().id);
 }
 
 inline uint32_t waitForSingleObjectIn(const Handle *word, uint32_t milliseconds) {
@@ -60,8 +67,7 @@ inline bool releaseMutexIn(const Handle *word) { return posix::releaseMutexSlowI
 inline bool tryReleaseMutexIn(const Handle *word) {
   Handle handle;
   posix::MutexObject *m = posix::cachedMutexIn(word, handle);
-  uint32_t self = posix::threadState().id;
-  return m != nullptr && self != 0 && m->tryRelease(self);
+  return m != nullptr && m->tryRelease(posix::threadState().id);
 }
 
 }  // namespace pal

@@ -32,12 +32,14 @@ struct MutexCacheEntry {
 constexpr uint32_t kMutexCacheSize = 8;
 
 struct ThreadState {
+  // First, so that the mutex fast paths index it from the record's address
+  // without an offset.
+  MutexCacheEntry wordCache[kMutexCacheSize];  // by the address of a handle word
   uint32_t id;
   uint32_t ownedMutexes;
   ThreadControl *control;
   bool exitHookArmed;
   MutexCacheEntry mutexCache[kMutexCacheSize];  // by handle
-  MutexCacheEntry wordCache[kMutexCacheSize];   // by the address of a handle word
 };
 
 // Static TLS: no allocation, usable from a signal handler, and one
