@@ -191,10 +191,35 @@ class Shortcut {
   // unusable) when the form has another shape or the table gives one of
   // its tokens a second meaning in the automaton.
   bool make(const Postfix &postfix, const unsigned char *table);
-  // 1 when text is matched whole.
-  int run(const char *text) const;
+  // 1 when text is matched whole. The first piece is compared here, in
+  // line: patterns such as a plain word or "?a@" are answered by it.
+  int run(const char *text) const {
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
+    const unsigned char *b = bytes_.data();
+    const uint8_t *a = any_.data();
+    const unsigned char end = end_;
+    for (uint32_t i = 0; i < headLength_; ++i) {
+      const unsigned char c = p[i];
+      if (c == 0 || c == end || (a[i] == 0 && c != b[i])) {
+        return 0;
+      }
+    }
+    p += headLength_;
+    if (after_ == kAfterEnds) {
+      return (*p == 0 || *p == end) ? 1 : 0;
+    }
+    return after_ == kAfterAnything ? 1 : runRest(p);
+  }
 
  private:
+  // What follows the first piece.
+  enum After : uint8_t {
+    kAfterEnds,      // the end of the text: no any-string wildcard
+    kAfterAnything,  // one any-string wildcard, and nothing after it
+    kAfterMore,      // further pieces
+  };
+  // The rest of the run after the first piece, which ended at p.
+  int runRest(const unsigned char *p) const;
   // A piece between any-string wildcards: elements [start, start + length).
   struct Piece {
     uint32_t start;
@@ -213,6 +238,8 @@ class Shortcut {
   std::vector<Piece> pieces_;
   bool anyString_ = false;
   unsigned char end_ = 0;
+  uint32_t headLength_ = 0;
+  After after_ = kAfterEnds;
 };
 
 // Ends the process: the matcher's answer to memory running out.

@@ -81,6 +81,14 @@ bool Shortcut::make(const Postfix &postfix, const unsigned char *table) {
         break;
       case kRoleEnd:
         pieces_.push_back(current);
+        headLength_ = pieces_.front().length;
+        if (!anyString_) {
+          after_ = kAfterEnds;
+        } else if (pieces_.size() == 2 && pieces_[1].length == 0) {
+          after_ = kAfterAnything;
+        } else {
+          after_ = kAfterMore;
+        }
         return true;
       default:
         return false;
@@ -125,26 +133,8 @@ size_t Shortcut::find(const unsigned char *p, size_t from, size_t limit, const P
   return SIZE_MAX;
 }
 
-int Shortcut::run(const char *text) const {
-  const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
+int Shortcut::runRest(const unsigned char *p) const {
   const unsigned char end = end_;
-  // The first piece, at the start: every byte must be in the text.
-  const Piece &head = pieces_.front();
-  const unsigned char *b = bytes_.data();
-  const uint8_t *a = any_.data();
-  for (uint32_t i = 0; i < head.length; ++i) {
-    const unsigned char c = p[i];
-    if (c == 0 || c == end || (a[i] == 0 && c != b[i])) {
-      return 0;
-    }
-  }
-  p += head.length;
-  if (!anyString_) {
-    return (*p == 0 || *p == end) ? 1 : 0;
-  }
-  if (pieces_.size() == 2 && pieces_[1].length == 0) {
-    return 1;  // an any-string wildcard ends the pattern: the rest is taken
-  }
   // The length of the rest of the text, up to its NUL or the end marker.
   size_t n = strlen(reinterpret_cast<const char *>(p));
   if (end != 0) {

@@ -30,6 +30,7 @@ const unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')',  '>', 
 namespace {
 
 struct MatchCache {
+  bool hot = false;  // valid, and made with the default table
   bool valid = false;
   int mode = 0;
   std::string pattern;
@@ -223,6 +224,7 @@ int matchAfresh(ThreadState &ts, int16_t mode, const char *pattern, const char *
   const bool sameTable = table == nullptr ? cache.defaultTable : memcmp(cache.table, t, kTableSize) == 0;
   if (!cache.valid || cache.mode != mode || !sameTable || !samePattern(cache.pattern, pattern)) {
     cache.valid = false;
+    cache.hot = false;
     cache.matcher.reset();
     std::string working = wrapPattern(mode, pattern, t);
     Postfix postfix;
@@ -243,6 +245,7 @@ int matchAfresh(ThreadState &ts, int16_t mode, const char *pattern, const char *
     cache.defaultTable = memcmp(t, kDefaultTable, kTableSize) == 0;
     cache.endPosition = r.position;
     cache.valid = &cache != &fresh && !parseDependsOnLocale(working, t);
+    cache.hot = cache.valid && cache.defaultTable;
   }
   report(error, position, 0, cache.endPosition);
   int result = cache.run(text != nullptr ? text : "");
@@ -263,7 +266,7 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
     Caches *c = ts.caches;
     if (table == nullptr && c != nullptr && pattern != nullptr) {
       MatchCache &cache = c->match;
-      if (cache.valid && cache.defaultTable && cache.mode == mode && samePattern(cache.pattern, pattern)) {
+      if (cache.hot && cache.mode == mode && samePattern(cache.pattern, pattern)) {
         if (!ts.copy.isDefault) [[unlikely]] {
           load(ts, nullptr);
         }
