@@ -198,10 +198,20 @@ class Shortcut {
     const unsigned char *b = bytes_.data();
     const uint8_t *a = any_.data();
     const unsigned char end = end_;
-    for (uint32_t i = 0; i < headLength_; ++i) {
-      const unsigned char c = p[i];
-      if (c == 0 || c == end || (a[i] == 0 && c != b[i])) {
-        return 0;
+    if (headLiteral_) {
+      // A literal is never NUL or the end marker: a mismatch covers the
+      // end of the text as well.
+      for (uint32_t i = 0; i < headLength_; ++i) {
+        if (p[i] != b[i]) {
+          return 0;
+        }
+      }
+    } else {
+      for (uint32_t i = 0; i < headLength_; ++i) {
+        const unsigned char c = p[i];
+        if (c == 0 || c == end || (a[i] == 0 && c != b[i])) {
+          return 0;
+        }
       }
     }
     p += headLength_;
@@ -239,6 +249,7 @@ class Shortcut {
   bool anyString_ = false;
   unsigned char end_ = 0;
   uint32_t headLength_ = 0;
+  bool headLiteral_ = false;  // the first piece holds literals only
   After after_ = kAfterEnds;
 };
 

@@ -434,8 +434,16 @@ struct Matcher::Impl {
   // Ready to run: byte classes made, and read again when the automaton
   // tests the locale's classes.
   void prepare() {
-    if (!usesClasses && classesKnown) {
-      return;
+    if (classesKnown) {
+      // The runtime's table is the same as at the last run: so are the
+      // classes read from it.
+      if (!usesClasses) {
+        return;
+      }
+      const void *identity = pal::classificationTable();
+      if (identity != nullptr && identity == classesIdentity) {
+        return;
+      }
     }
     prepareSlow();
   }

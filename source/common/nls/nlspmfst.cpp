@@ -46,7 +46,9 @@ bool Shortcut::make(const Postfix &postfix, const unsigned char *table) {
     const unsigned char tok = postfix.tokens[i];
     switch (postfix.roles[i]) {
       case kRoleLiteral:
-        if (postfix.marks[i] != 0) {
+        // The end marker ends the working pattern, so no literal is the
+        // end marker or NUL; the run relies on that.
+        if (postfix.marks[i] != 0 || tok == 0 || tok == end_) {
           return false;
         }
         if (current.anchor < 0) {
@@ -82,6 +84,12 @@ bool Shortcut::make(const Postfix &postfix, const unsigned char *table) {
       case kRoleEnd:
         pieces_.push_back(current);
         headLength_ = pieces_.front().length;
+        headLiteral_ = true;
+        for (uint32_t k = 0; k < headLength_; ++k) {
+          if (any_[k] != 0) {
+            headLiteral_ = false;
+          }
+        }
         if (!anyString_) {
           after_ = kAfterEnds;
         } else if (pieces_.size() == 2 && pieces_[1].length == 0) {
