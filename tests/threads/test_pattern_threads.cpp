@@ -63,7 +63,12 @@ TEST(PatternThreads, DifferentTablesAtOnce) {
 
 // Matches in its destructor: a thread-local object of the thread, made
 // before the thread's first match, so destroyed after the matcher released
-// the thread's automata.
+// the thread's automata. Not on Windows: the mingw-w64 runtime may release
+// a thread's emulated thread-local storage before it runs the destructors
+// of its thread_local objects, so the object could not read its own member
+// there (the reason the matcher keeps nothing per thread on Windows).
+#if !defined(_WIN32)
+constexpr int kAtExitAnswers = 3;
 struct MatchAtExit {
   std::atomic<int> *answers = nullptr;
   ~MatchAtExit() {
@@ -75,12 +80,17 @@ struct MatchAtExit {
   }
 };
 thread_local MatchAtExit matchAtExit;
+#else
+constexpr int kAtExitAnswers = 0;
+#endif
 
 TEST(PatternThreads, AutomataReleasedAtThreadExit) {
   std::atomic<int> answers{0};
   for (int round = 0; round < 20; ++round) {
     std::thread t([&answers] {
+#if !defined(_WIN32)
       matchAtExit.answers = &answers;
+#endif
       for (int i = 0; i < 50; ++i) {
         answers += nlsMatchPattern(0, "(a|b)>", "abab", nullptr, nullptr, nullptr);
         answers += nlsMatchPattern(0, "?a@", "ba", nullptr, nullptr, nullptr);
@@ -89,7 +99,7 @@ TEST(PatternThreads, AutomataReleasedAtThreadExit) {
     });
     t.join();
   }
-  EXPECT_EQ(20 * (100 + 3), answers.load());
+  EXPECT_EQ(20 * (100 + kAtExitAnswers), answers.load());
 }
 
 }  // namespace
