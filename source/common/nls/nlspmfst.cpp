@@ -29,9 +29,6 @@ namespace {
 // position, which costs up to a piece's length per text byte: longer
 // pieces stay with the automaton, whose cost a byte does not grow.
 constexpr uint32_t kMaxInnerPiece = 16;
-// Search ranges up to this many bytes are scanned in a plain loop; longer
-// ones with memchr.
-constexpr size_t kShortText = 32;
 
 }  // namespace
 
@@ -130,15 +127,6 @@ size_t Shortcut::find(const unsigned char *p, size_t from, size_t limit, const P
   const size_t anchor = static_cast<size_t>(piece.anchor);
   const unsigned char first = bytes_[piece.start + anchor];
   size_t at = from;
-  if (last - at < kShortText) {
-    // A short range: a plain scan costs less than the runtime's call.
-    for (; at <= last; ++at) {
-      if (p[at + anchor] == first && matchesAt(p + at, piece)) {
-        return at;
-      }
-    }
-    return SIZE_MAX;
-  }
   while (at <= last) {
     const void *hit = memchr(p + at + anchor, first, last - at + 1);
     if (hit == nullptr) {
