@@ -3,7 +3,9 @@
 // next 23 bytes are a metacharacter table; the rest, up to a NUL, is the
 // pattern, and a few texts come from the pattern itself. Every valid
 // pattern is also built, stored and run: nlsSimulFA of the stored block must
-// answer as nlsMatchPattern does.
+// answer as nlsMatchPattern does. Patterns of literals and the two
+// any-wildcards are matched by nlsMatchPattern without an automaton, so
+// this also checks that shortcut against the automaton.
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
@@ -37,8 +39,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   uint16_t position = 0;
   nlsValidPattern(pattern.c_str(), t, &error, &position);
 
-  const std::string texts[] = {"",  pattern, pattern.substr(0, pattern.size() / 2),
-                               "a", "  x1 ", pattern + pattern};
+  std::string longText;
+  for (int i = 0; i < 8; ++i) {
+    longText += pattern;
+  }
+  const std::string texts[] = {"",
+                               pattern,
+                               pattern.substr(0, pattern.size() / 2),
+                               pattern.substr(pattern.size() / 2),
+                               "a",
+                               "  x1 ",
+                               pattern + pattern,
+                               longText};
   int32_t length = 0;
   unsigned char *block =
       nlsBuildFA(static_cast<int16_t>(mode), pattern.c_str(), &error, &position, t, &length);

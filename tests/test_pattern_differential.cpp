@@ -13,7 +13,10 @@
 #include <gtest/gtest.h>
 
 #include "orvane/frame.h"
+#include "orvane/nls.h"
 #include "orvane/pattern.h"
+#include "support/test_support.h"
+#include "test_nls_helpers.h"
 
 namespace {
 
@@ -224,6 +227,67 @@ TEST(PatternDifferential, InterleavedPatternsAndTablesAgree) {
     EXPECT_EQ(expected, nlsSimulFA(block, tab, text.c_str())) << pattern << text;
     orvMemoryFreeFunc(block);
   }
+}
+
+// Patterns of literals and the any-wildcards (which nlsMatchPattern matches
+// without an automaton), with double-byte characters in pattern and text,
+// in a double-byte locale (Shift-JIS) and with a second table: matching
+// stays byte by byte, as the plain simulation of the stored block does it.
+class PatternDifferentialShiftJis : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testsupport::useScratchProfileDir();
+    nlstest::LanguageSetting setting("jpn");
+    ASSERT_EQ(0, nlstest::initWith(nlstest::shippedTable()).status);
+    ASSERT_EQ(13, nlsGetCharSet());
+  }
+  void TearDown() override { nlsTerminate(); }
+};
+
+TEST_F(PatternDifferentialShiftJis, WildcardPatternsAgreeWithThePlainSimulation) {
+  char table[NLS_PM_TABLE_SIZE];
+  memcpy(table, NLS_PATTERN_DEFAULT_TABLE, NLS_PM_TABLE_SIZE);
+  table[NLS_PM_ANY_STRING] = '%';
+  table[NLS_PM_ANY_CHAR] = '_';
+  // Double-byte characters whose trail bytes are a letter, '@' (the
+  // any-string wildcard of the default table) and '_'.
+  static const char *pieces[] = {"a", "b", "\x93\xFA", "\x82\x40", "\x83\x5F", "\x82\x61", "?",
+                                 "@", "%", "_",        "!?",       "(ab)",     "x"};
+  static const char *textPieces[] = {"a",        "b", "\x93\xFA", "\x82\x40", "\x83\x5F",
+                                     "\x82\x61", "x", "@",        "_",        "\r"};
+  std::mt19937 rng(1123);
+  int compared = 0;
+  int matched = 0;
+  for (int i = 0; i < 3000; ++i) {
+    const char *tab = (i % 2 == 0) ? nullptr : table;
+    std::string pattern;
+    int n = 1 + static_cast<int>(rng() % 6);
+    for (int k = 0; k < n; ++k) {
+      pattern += pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+    }
+    int32_t length = 0;
+    unsigned char *block = nlsBuildFA(0, pattern.c_str(), nullptr, nullptr, tab, &length);
+    if (block == nullptr) {
+      continue;
+    }
+    Reference fa = readBlock(block);
+    for (int j = 0; j < 6; ++j) {
+      std::string text;
+      int m = static_cast<int>(rng() % 7);
+      for (int k = 0; k < m; ++k) {
+        text += textPieces[rng() % (sizeof textPieces / sizeof textPieces[0])];
+      }
+      int expected = plainSimulation(fa, tab != nullptr ? tab : NLS_PATTERN_DEFAULT_TABLE, text.c_str());
+      ASSERT_EQ(expected, nlsMatchPattern(0, pattern.c_str(), text.c_str(), nullptr, nullptr, tab))
+          << "pattern '" << pattern << "' text '" << text << "'";
+      ASSERT_EQ(expected, nlsSimulFA(block, tab, text.c_str())) << pattern << " / " << text;
+      ++compared;
+      matched += expected;
+    }
+    orvMemoryFreeFunc(block);
+  }
+  EXPECT_GT(matched, 300);
+  EXPECT_GT(compared - matched, 2000);
 }
 
 }  // namespace

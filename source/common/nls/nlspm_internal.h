@@ -177,6 +177,82 @@ class Matcher {
   std::unique_ptr<Impl> impl_;
 };
 
+// A matcher for the shape that most patterns have: a concatenation of
+// literal characters, any-character wildcards and any-string wildcards
+// (groups without operators included). Its answers are the automaton's:
+// the text ends at its NUL or the end marker, a literal matches its own
+// byte, the any-character wildcard one byte, the any-string wildcard any
+// run of bytes. The text is then matched without an automaton: compares
+// from the front up to the first any-string wildcard, from the back after
+// the last one, and a leftmost search for each piece in between.
+class Shortcut {
+ public:
+  // Takes the postfix form of a working pattern; false (and the shortcut
+  // unusable) when the form has another shape or the table gives one of
+  // its tokens a second meaning in the automaton.
+  bool make(const Postfix &postfix, const unsigned char *table);
+  // 1 when text is matched whole. The first piece is compared here, in
+  // line: patterns such as a plain word or "?a@" are answered by it.
+  int run(const char *text) const {
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
+    const unsigned char *b = bytes_.data();
+    const uint8_t *a = any_.data();
+    const unsigned char end = end_;
+    if (headLiteral_) {
+      // A literal is never NUL or the end marker: a mismatch covers the
+      // end of the text as well.
+      for (uint32_t i = 0; i < headLength_; ++i) {
+        if (p[i] != b[i]) {
+          return 0;
+        }
+      }
+    } else {
+      for (uint32_t i = 0; i < headLength_; ++i) {
+        const unsigned char c = p[i];
+        if (c == 0 || c == end || (a[i] == 0 && c != b[i])) {
+          return 0;
+        }
+      }
+    }
+    p += headLength_;
+    if (after_ == kAfterEnds) {
+      return (*p == 0 || *p == end) ? 1 : 0;
+    }
+    return after_ == kAfterAnything ? 1 : runRest(p);
+  }
+
+ private:
+  // What follows the first piece.
+  enum After : uint8_t {
+    kAfterEnds,      // the end of the text: no any-string wildcard
+    kAfterAnything,  // one any-string wildcard, and nothing after it
+    kAfterMore,      // further pieces
+  };
+  // The rest of the run after the first piece, which ended at p.
+  int runRest(const unsigned char *p) const;
+  // A piece between any-string wildcards: elements [start, start + length).
+  struct Piece {
+    uint32_t start;
+    uint32_t length;
+    int32_t anchor;  // offset of its first literal element, -1: none
+  };
+  bool matchesAt(const unsigned char *p, const Piece &piece) const;
+  // The leftmost offset in [from, limit - length] at which piece matches,
+  // or SIZE_MAX.
+  size_t find(const unsigned char *p, size_t from, size_t limit, const Piece &piece) const;
+
+  std::vector<unsigned char> bytes_;  // per element: the literal byte
+  std::vector<uint8_t> any_;          // per element: 1 for the any-character wildcard
+  // The piece before the first any-string wildcard, the pieces between, and
+  // (with an any-string wildcard) the piece after the last one.
+  std::vector<Piece> pieces_;
+  bool anyString_ = false;
+  unsigned char end_ = 0;
+  uint32_t headLength_ = 0;
+  bool headLiteral_ = false;  // the first piece holds literals only
+  After after_ = kAfterEnds;
+};
+
 // Ends the process: the matcher's answer to memory running out.
 [[noreturn]] void outOfMemory();
 

@@ -43,6 +43,10 @@ constexpr size_t kClosureTableBytes = 8u << 20;
 // bytes of sets and transitions.
 constexpr size_t kDefaultCacheStates = 10000;
 constexpr size_t kCacheBytes = 32u << 20;
+// Entries of the transition rows that are not row offsets.
+constexpr int32_t kUnknown = -1;
+constexpr int32_t kAnswerNo = -2;
+constexpr int32_t kAnswerYes = -3;
 
 }  // namespace
 
@@ -64,15 +68,19 @@ struct Matcher::Impl {
   uint8_t representative[256] = {};
   int classCount = 0;
 
+  // The bytes that end a text (NUL and the end marker) form a class of
+  // their own, the last one; the others are split by the transitions.
+  int stopClass = 0;
+
   // The cache of deterministic states.
-  std::vector<Word> sets;        // states x words
-  std::vector<int32_t> next;     // states x classes, -1: not yet known
+  std::vector<Word> sets;  // states x words
+  // states x classes: the row offset of the next state, kUnknown while not
+  // yet computed, or an answer (kAnswerNo, kAnswerYes). The stop class of
+  // a row holds the answer of a text that ends there; every class of a
+  // settled row holds its answer (the empty set: 0 whatever follows; an
+  // accepting set that every byte maps to itself: 1 whatever follows).
+  std::vector<int32_t> next;
   std::vector<uint8_t> accepts;  // per deterministic state
-  // Per deterministic state, at the start of its row (laid out as next):
-  // 0 the run goes on, 1 the answer is 0 whatever follows (the empty set),
-  // 2 the answer is 1 whatever follows (an accepting set that every byte
-  // maps to itself).
-  std::vector<uint8_t> settled;
   std::unordered_map<uint64_t, int32_t> byHash;
   std::vector<int32_t> sameHash;  // chain of states with one hash
   int32_t startState = -1;
@@ -235,9 +243,13 @@ struct Matcher::Impl {
 
   // Splits the byte values into classes that every transition treats alike.
   void computeByteClasses() {
-    memset(byteClass, 0, sizeof byteClass);
-    classCount = 1;
-    int classSize[256] = {256};
+    // Class 0 holds the bytes that end a text until the refinement is
+    // done; it is renumbered last.
+    memset(byteClass, 1, sizeof byteClass);
+    byteClass[0] = 0;
+    byteClass[table[kEnd]] = 0;
+    classCount = 2;
+    int classSize[256] = {table[kEnd] == 0 ? 1 : 2, table[kEnd] == 0 ? 255 : 254};
     std::array<Word, 4> alphaSet{};
     std::array<Word, 4> digitSet{};
     for (int c = 0; c < 256; ++c) {
@@ -312,7 +324,7 @@ struct Matcher::Impl {
         while (((members[static_cast<size_t>(c) / 64] >> (c % 64)) & 1) == 0) {
           ++c;
         }
-        if (classSize[byteClass[c]] > 1) {
+        if (byteClass[c] != 0 && classSize[byteClass[c]] > 1) {
           classSize[byteClass[c]]--;
           byteClass[c] = static_cast<uint8_t>(classCount);
           classSize[classCount++] = 1;
@@ -326,7 +338,9 @@ struct Matcher::Impl {
       }
       int made = 0;
       for (int c = 0; c < 256; ++c) {
-        int in = static_cast<int>((members[static_cast<size_t>(c) / 64] >> (c % 64)) & 1);
+        // The stop bytes stay together in class 0, which is met first.
+        int in =
+            byteClass[c] == 0 ? 0 : static_cast<int>((members[static_cast<size_t>(c) / 64] >> (c % 64)) & 1);
         int slot = byteClass[c] * 2 + in;
         if (remap[slot] < 0) {
           remap[slot] = static_cast<int16_t>(made++);
@@ -339,6 +353,11 @@ struct Matcher::Impl {
         classSize[byteClass[c]]++;
       }
     }
+    // The stop class becomes the last one: the others are 0..stopClass-1.
+    stopClass = classCount - 1;
+    for (int c = 0; c < 256; ++c) {
+      byteClass[c] = static_cast<uint8_t>(byteClass[c] == 0 ? stopClass : byteClass[c] - 1);
+    }
     for (int c = 255; c >= 0; --c) {
       representative[byteClass[c]] = static_cast<uint8_t>(c);
     }
@@ -350,7 +369,6 @@ struct Matcher::Impl {
     accepts.clear();
     byHash.clear();
     sameHash.clear();
-    settled.clear();
     startState = -1;
   }
 
@@ -369,7 +387,7 @@ struct Matcher::Impl {
   // Every byte class maps set to itself.
   bool keepsItself(const Word *set) {
     probe.resize(words);
-    for (int k = 0; k < classCount; ++k) {
+    for (int k = 0; k < stopClass; ++k) {
       step(set, representative[k], probe.data());
       if (memcmp(probe.data(), set, words * sizeof(Word)) != 0) {
         return false;
@@ -397,11 +415,17 @@ struct Matcher::Impl {
     }
     int32_t id = static_cast<int32_t>(n);
     sets.insert(sets.end(), set, set + words);
-    next.insert(next.end(), static_cast<size_t>(classCount), -1);
-    accepts.push_back(accepting(set) ? 1 : 0);
-    const uint8_t flag = empty(set, words) ? 1 : (accepts.back() != 0 && keepsItself(set) ? 2 : 0);
-    settled.insert(settled.end(), static_cast<size_t>(classCount), 0);
-    settled[n * static_cast<size_t>(classCount)] = flag;
+    const bool accepts1 = accepting(set);
+    accepts.push_back(accepts1 ? 1 : 0);
+    int32_t fill = kUnknown;
+    if (empty(set, words)) {
+      fill = kAnswerNo;
+    } else if (accepts1 && keepsItself(set)) {
+      fill = kAnswerYes;
+    }
+    next.insert(next.end(), static_cast<size_t>(classCount), fill);
+    next[n * static_cast<size_t>(classCount) + static_cast<size_t>(stopClass)] =
+        accepts1 ? kAnswerYes : kAnswerNo;
     sameHash.push_back(it != byHash.end() ? it->second : -1);
     byHash[h] = id;
     return id;
@@ -410,8 +434,16 @@ struct Matcher::Impl {
   // Ready to run: byte classes made, and read again when the automaton
   // tests the locale's classes.
   void prepare() {
-    if (!usesClasses && classesKnown) {
-      return;
+    if (classesKnown) {
+      // The runtime's table is the same as at the last run: so are the
+      // classes read from it.
+      if (!usesClasses) {
+        return;
+      }
+      const void *identity = pal::classificationTable();
+      if (identity != nullptr && identity == classesIdentity) {
+        return;
+      }
     }
     prepareSlow();
   }
@@ -478,27 +510,23 @@ struct Matcher::Impl {
       }
     }
     // The hot loop works on local copies; they are read again after each
-    // new deterministic state (which may move the arrays).
+    // new deterministic state (which may move the arrays). next holds the
+    // row offset (state x classes) of each target, so that a byte costs
+    // one class load and one transition load, and the end of the text and
+    // a settled answer come out of the same load as negative entries.
     const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
-    const unsigned char end = table[kEnd];
     const size_t nc = static_cast<size_t>(classCount);
     const uint8_t *cls = byteClass;
-    // next holds the row offset (state x classes) of each target, so that
-    // a byte costs one load and no multiplication.
     const int32_t *trans = next.data();
-    const uint8_t *done = settled.data();
     size_t row = static_cast<size_t>(startState) * nc;
-    if (done[row] != 0) {
-      return done[row] - 1;
-    }
     for (;; ++p) {
-      const unsigned char c = *p;
-      if (c == 0 || c == end) {
-        break;
-      }
-      int32_t to = trans[row + cls[c]];
-      if (to < 0) {
-        step(&sets[row / nc * words], representative[cls[c]], scratch.data());
+      const uint8_t k = cls[*p];
+      int32_t to = trans[row + k];
+      if (to < 0) [[unlikely]] {
+        if (to != kUnknown) {
+          return to == kAnswerYes ? 1 : 0;
+        }
+        step(&sets[row / nc * words], representative[k], scratch.data());
         int32_t id = intern(scratch.data());
         if (id < 0) {
           // The cache is full: go on with the set simulation from here.
@@ -506,19 +534,11 @@ struct Matcher::Impl {
           return runSetsFrom(scratch.data(), p + 1);
         }
         to = static_cast<int32_t>(static_cast<size_t>(id) * nc);
-        next[row + cls[c]] = to;
+        next[row + k] = to;
         trans = next.data();
-        done = settled.data();
       }
       row = static_cast<size_t>(to);
-      const uint8_t d = done[row];
-      if (d != 0) {
-        // The rest of the text changes nothing: no state is active and none
-        // can become so, or every byte keeps an accepting set as it is.
-        return d - 1;
-      }
     }
-    return accepts[row / nc];
   }
 };
 

@@ -7,7 +7,12 @@
 // texts against one pattern (or one stored block) pays for the parse and the
 // build once. The cache changes nothing a caller can observe but time: the
 // key holds everything the answer depends on (mode and pattern, or block;
-// table), and the locale's character classes are read again on every run.
+// table), and the locale's character classes are checked on every run.
+//
+// A call that finds its pattern cached with the default table takes a short
+// path: one static thread-local load, a byte compare of the pattern against
+// the cached copy, and the run. Patterns of literals and the two
+// any-wildcards run through a Shortcut instead of an automaton.
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -25,13 +30,18 @@ const unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')',  '>', 
 namespace {
 
 struct MatchCache {
+  bool hot = false;  // valid, and made with the default table
   bool valid = false;
   int mode = 0;
   std::string pattern;
   unsigned char table[kTableSize] = {};
   bool defaultTable = false;
   size_t endPosition = 0;
+  bool useShortcut = false;  // shortcut answers; matcher is not built
+  Shortcut shortcut;
   std::unique_ptr<Matcher> matcher;
+
+  int run(const char *text) const { return useShortcut ? shortcut.run(text) : matcher->run(text); }
 };
 
 struct BlockCache {
@@ -43,30 +53,66 @@ struct BlockCache {
 // Everything the matcher keeps per thread, in one block so that an entry
 // point finds it with one thread-local look-up: the working copy of the
 // table and, except on Windows, the last automaton of each entry point.
+// The block itself is trivially destructible (and in static TLS on ELF
+// systems, one instruction away); the automata live on the heap, owned by
+// a second thread-local object whose destructor releases them at thread
+// exit. A call made later in the thread's exit, after that destructor ran,
+// works without keeping anything.
+//
 // The mingw-w64 runtime may release a thread's emulated thread-local
 // storage before it runs the destructors of its thread_local objects, so
-// on Windows the block holds only trivially destructible members and every
-// call builds its automaton afresh.
+// on Windows nothing is kept and every call builds its automaton afresh.
 struct TableCopy {
   unsigned char table[kTableSize];
   bool isDefault;  // table holds the default table
 };
 
-#if defined(_WIN32)
-constexpr bool kKeepAutomata = false;
-struct ThreadState {
-  TableCopy copy;
-};
-#else
-constexpr bool kKeepAutomata = true;
-struct ThreadState {
-  TableCopy copy{};
+struct Caches {
   MatchCache match;
   BlockCache block;
 };
+
+#if defined(_WIN32)
+constexpr bool kKeepAutomata = false;
+#else
+constexpr bool kKeepAutomata = true;
 #endif
 
-thread_local ThreadState threadState;
+struct ThreadState {
+  TableCopy copy;
+  Caches *caches;  // null until the first call that keeps an automaton
+  bool ended;      // the caches were released at thread exit
+};
+
+#if defined(__ELF__)
+thread_local constinit ThreadState threadState __attribute__((tls_model("initial-exec"))) = {};
+#else
+thread_local constinit ThreadState threadState = {};
+#endif
+
+#if !defined(_WIN32)
+struct CachesOwner {
+  bool armed = false;
+  ~CachesOwner() {
+    ThreadState &ts = threadState;
+    delete ts.caches;
+    ts.caches = nullptr;
+    ts.ended = true;
+  }
+};
+thread_local CachesOwner cachesOwner;
+#endif
+
+// The calling thread's caches, or null when nothing is kept.
+Caches *cachesOf(ThreadState &ts) {
+  if (ts.caches == nullptr && kKeepAutomata && !ts.ended) {
+#if !defined(_WIN32)
+    cachesOwner.armed = true;  // registers the release at thread exit
+    ts.caches = new Caches;
+#endif
+  }
+  return ts.caches;
+}
 
 unsigned char *load(ThreadState &ts, const char *table) {
   TableCopy &c = ts.copy;
@@ -84,23 +130,26 @@ unsigned char *load(ThreadState &ts, const char *table) {
 }
 
 MatchCache &matchCacheOf(ThreadState &ts, MatchCache &fresh) {
-#if defined(_WIN32)
-  (void)ts;
-  return fresh;
-#else
-  (void)fresh;
-  return ts.match;
-#endif
+  Caches *c = cachesOf(ts);
+  return c != nullptr ? c->match : fresh;
 }
 
 BlockCache &blockCacheOf(ThreadState &ts, BlockCache &fresh) {
-#if defined(_WIN32)
-  (void)ts;
-  return fresh;
-#else
-  (void)fresh;
-  return ts.block;
-#endif
+  Caches *c = cachesOf(ts);
+  return c != nullptr ? c->block : fresh;
+}
+
+// The cached pattern is the caller's: a byte compare that stops at the
+// first difference, so it never reads past the caller's NUL.
+inline bool samePattern(const std::string &cached, const char *pattern) {
+  const char *q = cached.c_str();
+  const size_t n = cached.size();
+  for (size_t i = 0; i <= n; ++i) {
+    if (q[i] != pattern[i]) {
+      return false;
+    }
+  }
+  return true;
 }
 
 // Whether the parse of a working pattern may change with the locale: the
@@ -155,51 +204,79 @@ ORV_API int nlsValidPattern(const char *pattern, const char *table, uint16_t *er
   }
 }
 
+namespace {
+
+// nlsMatchPattern when the thread's cache does not answer at once: parse,
+// build (or make the shortcut), and remember.
+int matchAfresh(ThreadState &ts, int16_t mode, const char *pattern, const char *text, uint16_t *error,
+                uint16_t *position, const char *table) {
+  const unsigned char *t = load(ts, table);
+  if (mode < 0 || mode > 3) {
+    report(error, position, kErrMode, 0);
+    return 0;
+  }
+  if (pattern == nullptr || *pattern == '\0') {
+    report(error, position, kErrEmpty, 0);
+    return 0;
+  }
+  MatchCache fresh;
+  MatchCache &cache = matchCacheOf(ts, fresh);
+  const bool sameTable = table == nullptr ? cache.defaultTable : memcmp(cache.table, t, kTableSize) == 0;
+  if (!cache.valid || cache.mode != mode || !sameTable || !samePattern(cache.pattern, pattern)) {
+    cache.valid = false;
+    cache.hot = false;
+    cache.matcher.reset();
+    std::string working = wrapPattern(mode, pattern, t);
+    Postfix postfix;
+    ParseResult r = parse(working, t, postfix);
+    if (!r.ok) {
+      report(error, position, r.error, r.position);
+      return 0;
+    }
+    cache.useShortcut = cache.shortcut.make(postfix, t);
+    if (!cache.useShortcut) {
+      Automaton fa;
+      build(postfix, t, working.size(), fa);
+      cache.matcher = std::make_unique<Matcher>(std::move(fa), t);
+    }
+    cache.mode = mode;
+    cache.pattern = pattern;
+    memcpy(cache.table, t, kTableSize);
+    cache.defaultTable = memcmp(t, kDefaultTable, kTableSize) == 0;
+    cache.endPosition = r.position;
+    cache.valid = &cache != &fresh && !parseDependsOnLocale(working, t);
+    cache.hot = cache.valid && cache.defaultTable;
+  }
+  report(error, position, 0, cache.endPosition);
+  int result = cache.run(text != nullptr ? text : "");
+  if (!cache.valid) {
+    cache.matcher.reset();
+  }
+  return result;
+}
+
+}  // namespace
+
 ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text, uint16_t *error,
                             uint16_t *position, const char *table) {
   try {
     ThreadState &ts = threadState;
-    const unsigned char *t = load(ts, table);
-    if (mode < 0 || mode > 3) {
-      report(error, position, kErrMode, 0);
-      return 0;
-    }
-    if (pattern == nullptr || *pattern == '\0') {
-      report(error, position, kErrEmpty, 0);
-      return 0;
-    }
-    MatchCache fresh;
-    MatchCache &cache = matchCacheOf(ts, fresh);
-    const bool sameTable = table == nullptr ? cache.defaultTable : memcmp(cache.table, t, kTableSize) == 0;
-    // strncmp over the cached pattern and its NUL: one pass, and never past
-    // the end of the caller's pattern.
-    if (!cache.valid || cache.mode != mode || !sameTable ||
-        strncmp(cache.pattern.c_str(), pattern, cache.pattern.size() + 1) != 0) {
-      cache.valid = false;
-      cache.matcher.reset();
-      std::string working = wrapPattern(mode, pattern, t);
-      Postfix postfix;
-      ParseResult r = parse(working, t, postfix);
-      if (!r.ok) {
-        report(error, position, r.error, r.position);
-        return 0;
+    // The short path: the last pattern again, with the default table. The
+    // cached mode and pattern were valid, so these are too.
+    Caches *c = ts.caches;
+    if (table == nullptr && c != nullptr && pattern != nullptr) {
+      MatchCache &cache = c->match;
+      if (cache.hot && cache.mode == mode && samePattern(cache.pattern, pattern)) {
+        if (!ts.copy.isDefault) [[unlikely]] {
+          load(ts, nullptr);
+        }
+        if (error != nullptr || position != nullptr) {
+          report(error, position, 0, cache.endPosition);
+        }
+        return cache.run(text != nullptr ? text : "");
       }
-      Automaton fa;
-      build(postfix, t, working.size(), fa);
-      cache.matcher = std::make_unique<Matcher>(std::move(fa), t);
-      cache.mode = mode;
-      cache.pattern = pattern;
-      memcpy(cache.table, t, kTableSize);
-      cache.defaultTable = memcmp(t, kDefaultTable, kTableSize) == 0;
-      cache.endPosition = r.position;
-      cache.valid = kKeepAutomata && !parseDependsOnLocale(working, t);
     }
-    report(error, position, 0, cache.endPosition);
-    int result = cache.matcher->run(text != nullptr ? text : "");
-    if (!cache.valid) {
-      cache.matcher.reset();
-    }
-    return result;
+    return matchAfresh(ts, mode, pattern, text, error, position, table);
   } catch (const std::bad_alloc &) {
     outOfMemory();
   }
