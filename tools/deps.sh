@@ -4,6 +4,7 @@
 #   tools/deps.sh --cross    also the mingw-w64 cross compilers and wine64
 #   tools/deps.sh --bench    also Google Benchmark, RE2 and libtirpc (peers of bench_pattern, bench_xdr)
 #   tools/deps.sh --coverage also gcovr (tools/coverage.sh)
+#   tools/deps.sh --abi      also abigail-tools (tools/abi.sh)
 #   tools/deps.sh --all      everything CI uses
 set -euo pipefail
 
@@ -14,7 +15,8 @@ for arg in "$@"; do
     --bench) packages+=(libbenchmark-dev libre2-dev libtirpc-dev) ;;
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --coverage) packages+=(gcovr) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev) ;;
+    --abi) packages+=(abigail-tools) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done
