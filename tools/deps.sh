@@ -3,6 +3,7 @@
 #   tools/deps.sh            native build and tests
 #   tools/deps.sh --cross    also the mingw-w64 cross compilers and wine64
 #   tools/deps.sh --bench    also Google Benchmark and RE2 (a peer of bench_pattern)
+#   tools/deps.sh --package  also dpkg-dev and pkg-config (the Debian package and its consumer)
 #   tools/deps.sh --all      everything CI uses
 set -euo pipefail
 
@@ -12,7 +13,9 @@ for arg in "$@"; do
     --cross) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64) ;;
     --bench) packages+=(libbenchmark-dev libre2-dev) ;;
     --fuzz) packages+=(clang libclang-rt-dev) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev clang libclang-rt-dev) ;;
+    --package) packages+=(dpkg-dev pkgconf) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev clang libclang-rt-dev
+                      dpkg-dev pkgconf) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done
