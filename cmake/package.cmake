@@ -33,8 +33,9 @@ else()
   set(CPACK_DEBIAN_FILE_NAME "DEB-DEFAULT")
   set(CPACK_DEBIAN_PACKAGE_SECTION "libs")
   set(CPACK_DEBIAN_PACKAGE_PRIORITY "optional")
+  # The first line of the description is CPACK_PACKAGE_DESCRIPTION_SUMMARY.
   set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-      "${PROJECT_DESCRIPTION}\n The shared library, the orv command-line tool, the headers, the CMake\n and pkg-config files, the default NLS table and the services message\n catalog, and a system-wide ORVANE.INI that names them.")
+      "The shared library, the orv command-line tool, the headers, the CMake and pkg-config files, the default NLS table and the services message catalog, and a system-wide ORVANE.INI that names them.")
   # The run-time dependencies come from the binaries themselves
   # (dpkg-shlibdeps, Debian's dpkg-dev), else from a fixed list.
   find_program(ORVANE_DPKG_SHLIBDEPS dpkg-shlibdeps)
