@@ -19,6 +19,7 @@
 #include <strings.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orvane_build_config.h"
