@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "orvane/catalog.h"
+#include "orvane/frame.h"
 #include "orvane/msgset.h"
 #include "orvane/nls.h"
 #include "support/test_support.h"
@@ -140,6 +141,16 @@ TEST_F(CatalogTool, InfoReportsTheServicesCatalog) {
   testsupport::unsetEnv("SRVCMSGS");
 }
 
+#if !defined(_WIN32)
+TEST_F(CatalogTool, InfoListsTheSystemWideProfileDirectories) {
+  testsupport::useScratchProfileDir();
+  int status = -1;
+  std::string out = orv("info", &status);
+  EXPECT_NE(std::string::npos, out.find("system profiles")) << out;
+  EXPECT_NE(std::string::npos, out.find(testsupport::scratchSystemConfigDir() + "/orvane")) << out;
+}
+#endif
+
 class ServicesCatalog : public ::testing::Test {
  protected:
   void SetUp() override { testsupport::useScratchProfileDir(); }
@@ -154,6 +165,37 @@ std::string take(char *text) {
   free(text);
   return s;
 }
+
+#if !defined(_WIN32)
+// An installed library finds the table and the catalog through the
+// system-wide "ORVANE.INI" with no setting of the user's.
+TEST_F(ServicesCatalog, TheSystemWideProfileNamesTableAndCatalog) {
+  std::string dir = nlstest::shippedTable();
+  dir.erase(dir.find_last_of('/') + 1);
+  const char *table = getenv("ORVNLSTAB");
+  const bool hadTable = table != nullptr;
+  const std::string savedTable = hadTable ? table : "";
+  testsupport::unsetEnv("ORVNLSTAB");
+  testsupport::unsetEnv("SRVCMSGS");
+  testsupport::removeProfile("ORVANE.INI");
+  testsupport::writeSystemProfile(
+      "ORVANE.INI", "[Services]\nORVNLSTAB=" + dir + "orvane.nls\nSRVCMSGS=" + dir + "orvane.cat\n");
+  nlstest::LanguageSetting setting("enu");
+  ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END));
+  EXPECT_EQ("ORV-E-0009, The message catalog file is damaged (its size, checksum or index is wrong).",
+            take(cmGetError(9)));
+  servicesProcessTerminate(0);
+  // The user's own profile still comes first, key by key.
+  testsupport::writeProfile("ORVANE.INI", "[Services]\nORVNLSTAB=" + dir + "no-such-table.nls\n");
+  EXPECT_EQ(1002, servicesProcessInitialize(ORV_ITEM_END));
+  servicesProcessTerminate(0);
+  testsupport::removeProfile("ORVANE.INI");
+  testsupport::removeSystemProfile("ORVANE.INI");
+  if (hadTable) {
+    testsupport::setEnv("ORVNLSTAB", savedTable);
+  }
+}
+#endif
 
 TEST_F(ServicesCatalog, NlsInitOpensItAndCmGetErrorUsesIt) {
   testsupport::setEnv("SRVCMSGS", "orvane.cat");  // found beside the programs

@@ -168,6 +168,24 @@ TEST_F(Settings, ProfileSectionsComeInOrderThenTheEnvironment) {
   EXPECT_EQ("from the key section", setting("ORVTESTSETTING"));
 }
 
+#if !defined(_WIN32)
+// The system-wide profile answers each profile section's lookup after the
+// user's file, so it comes before the environment.
+TEST_F(Settings, SystemWideProfileAnswersWhatTheUsersFileLacks) {
+  initialiseWithKey();
+  testsupport::setEnv("ORVTESTSETTING", "from the environment");
+  testsupport::writeSystemProfile("ORVANE.INI", "[Services]\nORVTESTSETTING=from the system file\n");
+  EXPECT_EQ("from the system file", setting("ORVTESTSETTING"));
+  testsupport::writeProfile("ORVANE.INI", "[Services]\nORVTESTSETTING=from the user's file\n");
+  EXPECT_EQ("from the user's file", setting("ORVTESTSETTING"));
+  // Each section is looked up in both files before the next section.
+  testsupport::writeSystemProfile(
+      "ORVANE.INI", "[" + productSection() + "]\nORVTESTSETTING=from the system's product section\n");
+  EXPECT_EQ("from the system's product section", setting("ORVTESTSETTING"));
+  testsupport::removeSystemProfile("ORVANE.INI");
+}
+#endif
+
 TEST_F(Settings, AnEmptyProfileValueDoesNotCount) {
   initialiseWithKey();
   testsupport::writeProfile("ORVANE.INI", "[Services]\nORVTESTSETTING=\n");

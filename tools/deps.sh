@@ -5,6 +5,9 @@
 #   tools/deps.sh --bench    also Google Benchmark, RE2 and libtirpc (peers of bench_pattern, bench_xdr)
 #   tools/deps.sh --coverage also gcovr (tools/coverage.sh)
 #   tools/deps.sh --abi      also abigail-tools (tools/abi.sh)
+
+#   tools/deps.sh --bench    also Google Benchmark and RE2 (a peer of bench_pattern)
+#   tools/deps.sh --package  also dpkg-dev and pkg-config (the Debian package and its consumer)
 #   tools/deps.sh --all      everything CI uses
 set -euo pipefail
 
@@ -17,6 +20,10 @@ for arg in "$@"; do
     --coverage) packages+=(gcovr) ;;
     --abi) packages+=(abigail-tools) ;;
     --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools) ;;
+
+    --package) packages+=(dpkg-dev pkgconf) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev clang libclang-rt-dev
+                      dpkg-dev pkgconf) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done

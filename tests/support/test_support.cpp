@@ -21,7 +21,10 @@ namespace testsupport {
 
 namespace {
 std::string profileDir;
-}
+#if !defined(_WIN32)
+std::string systemConfigDir;
+#endif
+}  // namespace
 
 std::string makeScratchDir(const std::string &tag) {
   static std::atomic<int> counter{0};
@@ -80,9 +83,32 @@ std::string useScratchProfileDir() {
     profileDir = makeScratchDir("profile");
   }
   setEnv("ORVANE_PROFILE_DIR", profileDir);
+  if (systemConfigDir.empty()) {
+    systemConfigDir = makeScratchDir("xdg");
+    fs::create_directories(systemConfigDir + "/orvane");
+  }
+  setEnv("XDG_CONFIG_DIRS", systemConfigDir);
 #endif
   return profileDir;
 }
+
+#if !defined(_WIN32)
+std::string scratchSystemConfigDir() {
+  if (systemConfigDir.empty()) {
+    useScratchProfileDir();
+  }
+  return systemConfigDir;
+}
+
+void writeSystemProfile(const std::string &name, const std::string &contents) {
+  writeFile(scratchSystemConfigDir() + "/orvane/" + name, contents);
+}
+
+void removeSystemProfile(const std::string &name) {
+  std::error_code ec;
+  fs::remove(scratchSystemConfigDir() + "/orvane/" + name, ec);
+}
+#endif
 
 void writeProfile(const std::string &name, const std::string &contents) {
   if (profileDir.empty()) {

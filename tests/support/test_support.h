@@ -35,6 +35,16 @@ std::string useScratchProfileDir();
 void writeProfile(const std::string &name, const std::string &contents);
 void removeProfile(const std::string &name);
 
+#if !defined(_WIN32)
+// The system-wide profile directories of POSIX: useScratchProfileDir also
+// points $XDG_CONFIG_DIRS at a scratch directory, so that no profile of the
+// machine's /etc/xdg takes part in a test. writeSystemProfile writes
+// <that directory>/orvane/<name>; removeSystemProfile removes it.
+std::string scratchSystemConfigDir();
+void writeSystemProfile(const std::string &name, const std::string &contents);
+void removeSystemProfile(const std::string &name);
+#endif
+
 // Full path of the running test program.
 std::string executablePath();
 

@@ -10,6 +10,8 @@
 
 #if defined(_WIN32)
 #include <windows.h>
+#else
+#include "platform/posix/profile_path.h"
 #endif
 
 namespace {
@@ -75,6 +77,14 @@ int runInfo(int argc, char **argv) {
   const char *key = reinterpret_cast<const char *>(servicesQueryApp(ORV_ITEM_CONFIGURATION_KEY));
   row("configuration key", key != nullptr ? key : "(none: registry and application section skipped)");
   row("profile directory", profileDirectory().empty() ? "(none)" : profileDirectory());
+#if !defined(_WIN32)
+  // Keys that the user's file lacks come from these, in order.
+  std::string systemDirs;
+  for (const std::string &systemDir : pal::systemProfileDirectories()) {
+    systemDirs += (systemDirs.empty() ? "" : ", ") + systemDir;
+  }
+  row("system profiles", systemDirs);
+#endif
   std::string section = "Services";
   if (code != 0) {
     section += static_cast<char>(code);

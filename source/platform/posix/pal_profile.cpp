@@ -1,11 +1,17 @@
 // POSIX profile files: the reader behind getPrivateProfileString.
 //
-// A bare profile name resolves in the profile directory: $ORVANE_PROFILE_DIR
-// when set, else $XDG_CONFIG_HOME/orvane, else $HOME/.config/orvane. The file
-// name is matched without regard to case inside that directory. Sections and
-// keys are matched without regard to case, the first match wins, lines that
-// begin with ';' are comments, and a value loses its surrounding blanks and
-// one pair of surrounding quotes.
+// A bare profile name resolves in the user's profile directory:
+// $ORVANE_PROFILE_DIR when set, else $XDG_CONFIG_HOME/orvane, else
+// $HOME/.config/orvane. A key that the user's file lacks (or a file the user
+// does not have) is then looked up in the system-wide profile directories, in
+// order: <dir>/orvane for each absolute entry of $XDG_CONFIG_DIRS (/etc/xdg
+// when unset or empty), then <sysconfdir>/orvane of the installation. The
+// first file that has the key gives the value, key by key, as the Windows
+// directory's profile serves the whole machine there. The file name is matched
+// without regard to case inside each directory. Sections and keys are matched
+// without regard to case, the first match wins, lines that begin with ';' are
+// comments, and a value loses its surrounding blanks and one pair of
+// surrounding quotes.
 #include <dirent.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,7 +19,10 @@
 #include <strings.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "orvane_build_config.h"
 #include "platform/pal.h"
 #include "platform/posix/profile_path.h"
 
@@ -104,7 +113,32 @@ bool findValue(FILE *file, const char *section, const char *key, std::string &va
   return false;
 }
 
+// The installation's configuration directory; tests may replace it.
+std::string &systemConfigDirectory() {
+  static std::string dir = ORVANE_SYSCONFDIR;
+  return dir;
+}
+
+// Looks key up in the file at path; false when the file does not open or
+// lacks the key.
+bool findInFile(const std::string &path, const char *section, const char *key, std::string &value) {
+  if (path.empty()) {
+    return false;
+  }
+  FILE *file = fopen(path.c_str(), "r");
+  if (file == nullptr) {
+    return false;
+  }
+  bool found = findValue(file, section, key, value);
+  fclose(file);
+  return found;
+}
+
 }  // namespace
+
+void setSystemConfigDirectory(const char *dir) {
+  systemConfigDirectory() = dir != nullptr ? dir : ORVANE_SYSCONFDIR;
+}
 
 uint32_t profileDirectory(char *buffer, uint32_t size) {
   std::string dir = profileDirectoryPath();
@@ -132,15 +166,21 @@ uint32_t getPrivateProfileString(const char *section, const char *key, const cha
     setLastError(kErrorInvalidParameter);
     return 0;
   }
-  std::string path = resolveProfileFile(fileName);
-  FILE *file = path.empty() ? nullptr : fopen(path.c_str(), "r");
-  if (file == nullptr) {
-    setLastError(kErrorFileNotFound);
-    return copyOut(def, defEnd, out, size);
-  }
   std::string value;
-  bool found = findValue(file, section, key, value);
-  fclose(file);
+  bool found = false;
+  if (strchr(fileName, '/') != nullptr) {
+    found = findInFile(fileName, section, key, value);  // a path is used as it stands
+  } else {
+    found = findInFile(resolveProfileFileIn(profileDirectoryPath(), fileName), section, key, value);
+    if (!found) {
+      for (const std::string &dir : systemProfileDirectories()) {
+        if (findInFile(resolveProfileFileIn(dir, fileName), section, key, value)) {
+          found = true;
+          break;
+        }
+      }
+    }
+  }
   if (!found) {
     setLastError(kErrorFileNotFound);
     return copyOut(def, defEnd, out, size);
@@ -164,11 +204,43 @@ std::string profileDirectoryPath() {
   return std::string();
 }
 
-std::string resolveProfileFile(const char *fileName) {
-  if (strchr(fileName, '/') != nullptr) {
-    return fileName;  // a path is used as it stands
+std::vector<std::string> systemProfileDirectories() {
+  std::vector<std::string> dirs;
+  auto add = [&dirs](std::string dir) {
+    while (dir.size() > 1 && dir.back() == '/') {
+      dir.pop_back();
+    }
+    dir += dir == "/" ? "orvane" : "/orvane";
+    for (const std::string &seen : dirs) {
+      if (seen == dir) {
+        return;
+      }
+    }
+    dirs.push_back(std::move(dir));
+  };
+  const char *xdg = getenv("XDG_CONFIG_DIRS");
+  if (xdg == nullptr || xdg[0] == '\0') {
+    xdg = "/etc/xdg";
   }
-  std::string dir = profileDirectoryPath();
+  for (const char *p = xdg;;) {
+    const char *colon = strchr(p, ':');
+    std::string entry = colon != nullptr ? std::string(p, colon) : std::string(p);
+    if (!entry.empty() && entry[0] == '/') {
+      add(entry);  // a relative entry is not valid there, and is skipped
+    }
+    if (colon == nullptr) {
+      break;
+    }
+    p = colon + 1;
+  }
+  const std::string &sysconf = systemConfigDirectory();
+  if (!sysconf.empty() && sysconf[0] == '/') {
+    add(sysconf);
+  }
+  return dirs;
+}
+
+std::string resolveProfileFileIn(const std::string &dir, const char *fileName) {
   if (dir.empty()) {
     return std::string();
   }
@@ -187,6 +259,13 @@ std::string resolveProfileFile(const char *fileName) {
   }
   closedir(d);
   return match.empty() ? std::string() : dir + "/" + match;
+}
+
+std::string resolveProfileFile(const char *fileName) {
+  if (strchr(fileName, '/') != nullptr) {
+    return fileName;  // a path is used as it stands
+  }
+  return resolveProfileFileIn(profileDirectoryPath(), fileName);
 }
 
 }  // namespace pal

@@ -4,6 +4,7 @@
 #define ORVANE_PLATFORM_POSIX_PROFILE_PATH_H
 
 #include <string>
+#include <vector>
 
 namespace pal {
 
@@ -15,6 +16,21 @@ std::string profileDirectoryPath();
 // a bare name is looked up without regard to case in the profile directory.
 // Empty when no such file exists.
 std::string resolveProfileFile(const char *fileName);
+
+// The file fileName (matched without regard to case) in directory dir; empty
+// when dir is empty or has no such file.
+std::string resolveProfileFileIn(const std::string &dir, const char *fileName);
+
+// The system-wide profile directories that the reader consults, in order,
+// for a key that the user's profile file lacks: "<entry>/orvane" for each
+// absolute entry of $XDG_CONFIG_DIRS (default /etc/xdg), then
+// "<sysconfdir>/orvane" of the installation. A directory is listed once.
+std::vector<std::string> systemProfileDirectories();
+
+// Replaces the installation's configuration directory (the build-time
+// sysconfdir) that systemProfileDirectories ends with; null restores it.
+// For tests.
+void setSystemConfigDirectory(const char *dir);
 
 }  // namespace pal
 
