@@ -16,7 +16,8 @@ for arg in "$@"; do
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --coverage) packages+=(gcovr) ;;
     --abi) packages+=(abigail-tools) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools) ;;
+    --docs) packages+=(doxygen) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools doxygen) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done
