@@ -86,8 +86,8 @@ ORV_API int orvRegisterExit(int slot, orvExitHandler handler, uintptr_t argument
  * after its call, so that a second call runs nothing. Does nothing while the
  * table is not ready. */
 ORV_API void orvExit(void);
-/** Reports a fatal assertion: formats "Assertion Failure at line <line> of
- * file <sourceName>.", runs orvExit(), shows the text with the caption
+/** Reports a fatal assertion: formats "Assertion Failure at line \<line\> of
+ * file \<sourceName\>.", runs orvExit(), shows the text with the caption
  * "*** ASSERTION FAILURE ***", breaks into an attached debugger and ends the
  * process. Does not return (declared to return int for compatibility). */
 ORV_API int orvAssert(const char *sourceName, int line);

@@ -13,11 +13,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** @def ORV_API
+ * Marks an exported function or variable of the library: dllexport while
+ * the library builds and dllimport for applications on Windows, default
+ * visibility elsewhere (the library hides every other symbol). */
 #if defined(_WIN32)
 #if defined(ORVANE_BUILD)
-/** Marks an exported function or variable of the library (dllexport while
- * the library builds, dllimport for applications on Windows, default
- * visibility elsewhere). */
 #define ORV_API __declspec(dllexport)
 #else
 #define ORV_API __declspec(dllimport)
@@ -26,10 +27,12 @@
 #define ORV_API __attribute__((visibility("default")))
 #endif
 
+/** @def ORV_EXTERN_C_BEGIN
+ * Opens a block of C-linkage declarations (empty in C). */
+/** @def ORV_EXTERN_C_END
+ * Closes the block opened by #ORV_EXTERN_C_BEGIN (empty in C). */
 #ifdef __cplusplus
-/** Opens a block of C-linkage declarations (empty in C). */
 #define ORV_EXTERN_C_BEGIN extern "C" {
-/** Closes the block opened by #ORV_EXTERN_C_BEGIN (empty in C). */
 #define ORV_EXTERN_C_END }
 #else
 #define ORV_EXTERN_C_BEGIN
