@@ -2,11 +2,10 @@
  * @file orvane/catalog.h
  * @brief Message catalogs and the cm message set.
  *
- * A catalog is a binary file of messages by 32-bit id (docs/catalogs.md has the layout and the source format that
- * `orv catalog compile` turns into it). Catalogs are opened once and shared
- * by name; a lookup tries every open catalog, the most recently opened
- * first. The `cm` message set keeps message ids with their parameters (or
- * literal strings) and composes the texts when they are read back.
+ * A catalog is a binary file of messages by 32-bit id (docs/catalogs.md has the layout and the source format
+ * that `orv catalog compile` turns into it). Catalogs are opened once and shared by name; a lookup tries
+ * every open catalog, the most recently opened first. The `cm` message set keeps message ids with their
+ * parameters (or literal strings) and composes the texts when they are read back.
  *
  * Catalogs and sets are not locked: open catalogs during start-up and use a
  * set from one thread at a time.
@@ -23,11 +22,11 @@ ORV_EXTERN_C_BEGIN
 #define CM_OK 0
 /** Catalog code: out of memory. */
 #define CM_ERR_NO_MEMORY 1
-#define CM_ERR_SHORT_READ 2 /**< a text of the header (the title) came up short */
-#define CM_ERR_NOT_FOUND 3 /**< the file is not there, nor in the executable's directory */
+#define CM_ERR_SHORT_READ 2  /**< a text of the header (the title) came up short */
+#define CM_ERR_NOT_FOUND 3   /**< the file is not there, nor in the executable's directory */
 #define CM_ERR_BAD_VERSION 5 /**< a version record is cut short */
-#define CM_ERR_NO_MORE 8 /**< cmGetMessage: the cursor is past the last entry */
-#define CM_ERR_DAMAGED 9 /**< size, checksum, title length, count or index wrong */
+#define CM_ERR_NO_MORE 8     /**< cmGetMessage: the cursor is past the last entry */
+#define CM_ERR_DAMAGED 9     /**< size, checksum, title length, count or index wrong */
 
 /* Message ids of the texts that cmGetError() shows, in the library's own
  * catalog. */

@@ -166,16 +166,16 @@ typedef struct orvFile {
   uint16_t tempIndex;   /**< temporary files: directory index, 65535 for the caller's directory */
   uint16_t mapCount;    /**< memory maps made on this file */
   uint8_t buffer[ORV_FILE_BUFFER_SIZE]; /**< the I/O buffer */
-  uint32_t bufPos;   /**< next byte of the buffer */
-  uint32_t bufCount; /**< valid bytes in the buffer */
-  uint32_t bufDirty; /**< non-zero while the buffer holds bytes not yet written */
-  orvHandle handle;  /**< the system file handle */
+  uint32_t bufPos;                      /**< next byte of the buffer */
+  uint32_t bufCount;                    /**< valid bytes in the buffer */
+  uint32_t bufDirty;                    /**< non-zero while the buffer holds bytes not yet written */
+  orvHandle handle;                     /**< the system file handle */
 } orvFile;
 
 /** A memory map of a file (fields shown for inspection). */
 typedef struct orvFileMap {
-  uint32_t magic;     /**< ORV_FILE_MAP_MAGIC */
-  uint32_t lockState; /**< as in orvFile */
+  uint32_t magic;      /**< ORV_FILE_MAP_MAGIC */
+  uint32_t lockState;  /**< as in orvFile */
   orvHandle mutex;     /**< with a thread-safe file: the map's own mutex */
   void *view;          /**< current view (system maps) or the heap buffer (spill-over files) */
   uint32_t size;       /**< size of the mapping or of the buffer */

@@ -27,13 +27,13 @@ typedef orvString *(*orvMessageSource)(uint32_t id);
 
 /* Parameter tags of orvMessageSetPush() and orvMessageSetAddLast(); each but
  * the closing ORV_MSG_END is followed by its value. */
-#define ORV_MSG_INT 101 /**< int32_t, written "%d" */
-#define ORV_MSG_HEX 102 /**< int32_t, written "%X" */
+#define ORV_MSG_INT 101    /**< int32_t, written "%d" */
+#define ORV_MSG_HEX 102    /**< int32_t, written "%X" */
 #define ORV_MSG_DOUBLE 103 /**< double, written "%g" */
 #define ORV_MSG_STRING 104 /**< const orvString *, copied (null counts as empty) */
-#define ORV_MSG_TEXT 105 /**< const char * in the current character set (null counts as empty) */
-#define ORV_MSG_END 106 /**< closes the list */
-#define ORV_MSG_ID 107 /**< uint32_t message id: that message's text, without parameters */
+#define ORV_MSG_TEXT 105   /**< const char * in the current character set (null counts as empty) */
+#define ORV_MSG_END 106    /**< closes the list */
+#define ORV_MSG_ID 107     /**< uint32_t message id: that message's text, without parameters */
 
 /** At most this many parameters are used; later ones are read and ignored. */
 #define ORV_MSG_MAX_PARAMETERS 9
@@ -51,7 +51,7 @@ typedef orvString *(*orvMessageSource)(uint32_t id);
  * open. */
 /** Set status: the last operation succeeded. */
 #define ORV_MSG_STATUS_OK 0
-#define ORV_MSG_STATUS_EMPTY 8 /**< a pop found no message */
+#define ORV_MSG_STATUS_EMPTY 8    /**< a pop found no message */
 #define ORV_MSG_STATUS_UNKNOWN 15 /**< the id had no text: the text is the id in "%X" */
 
 /** The answer an alternate source must give for id 0 to be accepted. */
