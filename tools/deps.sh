@@ -24,6 +24,9 @@ for arg in "$@"; do
     --package) packages+=(dpkg-dev pkgconf) ;;
     --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev clang libclang-rt-dev
                       dpkg-dev pkgconf) ;;
+
+    --docs) packages+=(doxygen) ;;
+    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools doxygen) ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done

@@ -1,5 +1,7 @@
-/* Orvane services: numeric conversion and formatting, parameter
- * substitution and string formatting in the current locale.
+/**
+ * @file orvane/nls_format.h
+ * @brief Numeric conversion and formatting, parameter substitution and string
+ * formatting in the current locale.
  *
  * Every function steps through text by whole characters of the current
  * character set: a multi-byte character is never split, and a lead byte
@@ -8,7 +10,17 @@
  * double-byte locale, the locale's double-byte space: a lead byte equal to
  * the first or second attribute of the current locale record followed by a
  * trail byte equal to the third. A locale without attributes has no
- * double-byte space. */
+ * double-byte space.
+ *
+ * A numeric picture record (nlsNumericFormat()) is a byte array: byte 0 the
+ * fill character for the positions left of everything placed; byte 1 a
+ * floating symbol put just left of the leftmost position used (a currency
+ * sign, for example; a space means none); byte 2 a leading sign shown left of
+ * everything for negative values (a space means none); bytes 3-4 a trailing
+ * marker written over the last two positions of a negative value ("CR"; two
+ * spaces mean none, and a second byte that is a space makes a one-character
+ * marker); bytes 5 on the picture text, as wide as the result.
+ */
 #ifndef ORVANE_NLS_FORMAT_H
 #define ORVANE_NLS_FORMAT_H
 
@@ -16,26 +28,19 @@
 
 ORV_EXTERN_C_BEGIN
 
-/* --- Numeric pictures ------------------------------------------------------
- *
- * A picture record is a byte array:
- *   byte 0     fill character for the positions left of everything placed
- *   byte 1     floating symbol put just left of the leftmost position used
- *              (a currency sign, for example); a space means none
- *   byte 2     leading sign shown left of everything for negative values;
- *              a space means none
- *   bytes 3-4  trailing marker written over the last two positions of a
- *              negative value ("CR"); "  " means none, and a second byte
- *              that is a space makes a one-character marker
- *   bytes 5..  the picture text, as wide as the result
- */
+/* --- Numeric pictures (the record's layout is described above) --- */
+/** Picture record offset: the fill character. */
 #define NLS_PICTURE_FILL 0
+/** Picture record offset: the floating symbol. */
 #define NLS_PICTURE_FLOATING 1
+/** Picture record offset: the leading sign. */
 #define NLS_PICTURE_LEADING_SIGN 2
+/** Picture record offset: the two-byte trailing marker. */
 #define NLS_PICTURE_TRAILING 3
+/** Picture record offset: the picture text. */
 #define NLS_PICTURE_TEXT 5
 
-/* Formats the decimal digit string in text (*inOutLength bytes, not
+/** Formats the decimal digit string in text (*inOutLength bytes, not
  * NUL-terminated: optional spaces, an optional "-", digits, optional spaces)
  * through the picture and writes the result back into text; *inOutLength
  * becomes the picture width (pictureRecordLength - 5) and no NUL is added.
@@ -61,8 +66,8 @@ ORV_EXTERN_C_BEGIN
 ORV_API int nlsNumericFormat(char *text, int *inOutLength, int blankWhenZero, int minPositions,
                              const char *picture, int pictureRecordLength, int placeholder);
 
-/* --- Integers and doubles to text -------------------------------------------
- *
+/* --- Integers and doubles to text --- */
+/**
  * The decimal text of value ("-" for negatives, "0" for zero), left-padded
  * with zeros until it has minDigits characters, a minus sign included (the
  * zeros go in front of the sign: -42 with minDigits 5 is "00-42"), then with
@@ -72,21 +77,21 @@ ORV_API int nlsNumericFormat(char *text, int *inOutLength, int blankWhenZero, in
  * least 1. */
 ORV_API char *nlsLtoa(char *dst, int dstSize, int32_t value, int minDigits, int width);
 
-/* The same for the integral part of a double, truncated toward zero (so
+/** The same for the integral part of a double, truncated toward zero (so
  * -0.5 gives "0"). Every digit of a large value is exact: 1e20 gives
  * "100000000000000000000". Returns 1, or 0 when the text does not fit (as
  * nlsLtoa) and for not-a-number and the infinities, which have no digits;
  * dst then holds an empty string when dstSize is at least 1. */
 ORV_API int nlsFtoa(char *dst, int dstSize, double value, int minDigits, int width);
 
-/* --- Text to numbers ----------------------------------------------------------- */
+/* --- Text to numbers --- */
 
-/* The 32-bit integer at the start of text: leading blanks, an optional "+"
+/** The 32-bit integer at the start of text: leading blanks, an optional "+"
  * or "-", then decimal digits up to the first other character. A value out
  * of range gives INT32_MAX or INT32_MIN; no digits (or null) give 0. */
 ORV_API int32_t nlsAtol(const char *text);
 
-/* Converts text (at most 32 bytes) to a double in *out and returns 1. The
+/** Converts text (at most 32 bytes) to a double in *out and returns 1. The
  * first decimalChar of the text stands for the decimal point: it is replaced
  * by the locale's decimal point (nlsGetLocaleInfo item 0, "." if that is not
  * available) before the runtime's conversion, which reads in the same
@@ -95,7 +100,7 @@ ORV_API int32_t nlsAtol(const char *text);
  * null text, sets *out to 0.0 and returns 0. */
 ORV_API int nlsAtof(double *out, const char *text, int decimalChar);
 
-/* The value, in units of 10^-scale, of the free-form number that begins at
+/** The value, in units of 10^-scale, of the free-form number that begins at
  * byte *inOutPosition of text (textLength bytes; a NUL also ends it):
  * blanks; an optional "+" or "-"; digits with at most one decimalChar; and,
  * when signsAllowed is not 0 and no leading sign was given, a trailing "+"
@@ -112,23 +117,23 @@ ORV_API int nlsAtof(double *out, const char *text, int decimalChar);
 ORV_API double nlsGetFreeFormNumber(const char *text, int textLength, int *outDecimals, int *inOutPosition,
                                     int scale, int decimalChar, int signsAllowed, int *outError);
 
-/* 1 when s is non-null, non-empty and all ASCII digits "0" to "9"; else 0. */
+/** 1 when s is non-null, non-empty and all ASCII digits "0" to "9"; else 0. */
 ORV_API int nlsIsDigits(const char *s);
 
-/* Skips leading blanks of src (single-byte spaces and the double-byte
+/** Skips leading blanks of src (single-byte spaces and the double-byte
  * space), then copies single-byte digits, "+" and "-" into dst until another
  * character or until size - 1 bytes are written, and NUL-terminates dst.
  * Returns the characters of src consumed (a double-byte space counts as
  * one). size below 1 (or null pointers) writes nothing and returns 0. */
 ORV_API int nlsNLSDigitsToAscii(char *dst, int size, const char *src);
 
-/* The same after skipping ASCII white space (space, tab, line feed,
+/** The same after skipping ASCII white space (space, tab, line feed,
  * vertical tab, form feed, carriage return) and double-byte spaces; returns
  * the bytes of src consumed. */
 ORV_API int nlsAsciiDigitsToNLS(char *dst, int size, const char *src);
 
-/* --- Splitting a string into pieces -------------------------------------------
- *
+/* --- Splitting a string into pieces --- */
+/**
  * Splits src into at most arraySize pieces and copies them, each
  * NUL-terminated, into buffer (bufferSize bytes; strlen(src) + 1 is always
  * enough); array[i] points at piece i. Returns the number of pieces, or -1
@@ -151,8 +156,8 @@ ORV_API int nlsAsciiDigitsToNLS(char *dst, int size, const char *src);
 ORV_API int nlsStrToArray(const char *src, const char *separator, int limit, char **array, int arraySize,
                           char *buffer, int bufferSize);
 
-/* --- Portable float text ---------------------------------------------------------
- *
+/* --- Portable float text --- */
+/**
  * A fixed-width ASCII form of a double, width w of at least 7 bytes, with
  * m = w - 6 mantissa digits (19 from width 25 on):
  *   sign ("+" or "-"), ".", m digits, "E", exponent sign, two exponent digits
@@ -160,23 +165,23 @@ ORV_API int nlsStrToArray(const char *src, const char *separator, int limit, cha
  * "+.000...0E+00" (negative zero too). From width 26 on the bytes from
  * offset 25 are spaces. The mantissa is correctly rounded, so at widths of
  * 23 and more every double whose exponent fits survives the round trip bit
- * for bit. */
-
-/* Writes exactly width bytes (no NUL) and returns 1. A width below 7, a
+ * for bit.
+ *
+ * Writes exactly width bytes (no NUL) and returns 1. A width below 7, a
  * decimal exponent outside -99..99 (values from 1e99 up, values below
  * 1e-100, the subnormals among them), not-a-number or an infinity set
  * *outError to 1 (outError may be null; it is never cleared), fill the
  * width bytes with "0" and return 0. */
 ORV_API int nlsR8ToPortFloat(double value, char *dst, int width, int *outError);
 
-/* Reads width bytes of portable float text and returns its value. Text that
+/** Reads width bytes of portable float text and returns its value. Text that
  * does not follow the layout (a wrong sign, point, digit or "E", bytes from
  * offset 25 that are not spaces, a NUL within the width) and widths below 7
  * set *outError to 1 and return 0.0; reading stops at a NUL. */
 ORV_API double nlsPortFloatToR8(const char *src, int width, int *outError);
 
-/* --- Parameter substitution -------------------------------------------------------
- *
+/* --- Parameter substitution --- */
+/**
  * Copies template to dst, replacing each marker character (the first byte
  * of *marker, matched as a single-byte character) by a parameter, and
  * returns 1. dstSize does not limit the output: dst must hold the template
@@ -208,7 +213,7 @@ ORV_API double nlsPortFloatToR8(const char *src, int width, int *outError);
 ORV_API int nlsSubstituteParameters(char *dst, int dstSize, const char *templateText, const char *marker,
                                     int numbered, int count, int mode, const void *parameters);
 
-/* Writes mask into dst, replacing each placeholder character of the mask
+/** Writes mask into dst, replacing each placeholder character of the mask
  * (the single byte placeholder) by the next character of value, a
  * multi-byte one whole, or by a space once value is exhausted; other
  * characters of the mask are copied whole. Stops before an item that would
