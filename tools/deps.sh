@@ -3,30 +3,33 @@
 #   tools/deps.sh            native build and tests
 #   tools/deps.sh --cross    also the mingw-w64 cross compilers and wine64
 #   tools/deps.sh --bench    also Google Benchmark, RE2 and libtirpc (peers of bench_pattern, bench_xdr)
+#   tools/deps.sh --fuzz     also clang and its libFuzzer runtime
 #   tools/deps.sh --coverage also gcovr (tools/coverage.sh)
 #   tools/deps.sh --abi      also abigail-tools (tools/abi.sh)
-
-#   tools/deps.sh --bench    also Google Benchmark and RE2 (a peer of bench_pattern)
+#   tools/deps.sh --docs     also doxygen (tools/apidocs.sh)
 #   tools/deps.sh --package  also dpkg-dev and pkg-config (the Debian package and its consumer)
 #   tools/deps.sh --all      everything CI uses
 set -euo pipefail
 
+cross=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64)
+bench=(libbenchmark-dev libre2-dev libtirpc-dev)
+fuzz=(clang libclang-rt-dev)
+coverage=(gcovr)
+abi=(abigail-tools)
+docs=(doxygen)
+package=(dpkg-dev pkgconf)
+
 packages=(cmake ninja-build g++ googletest)
 for arg in "$@"; do
   case "$arg" in
-    --cross) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64) ;;
-    --bench) packages+=(libbenchmark-dev libre2-dev libtirpc-dev) ;;
-    --fuzz) packages+=(clang libclang-rt-dev) ;;
-    --coverage) packages+=(gcovr) ;;
-    --abi) packages+=(abigail-tools) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools) ;;
-
-    --package) packages+=(dpkg-dev pkgconf) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev clang libclang-rt-dev
-                      dpkg-dev pkgconf) ;;
-
-    --docs) packages+=(doxygen) ;;
-    --all) packages+=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 libbenchmark-dev libre2-dev libtirpc-dev clang libclang-rt-dev abigail-tools doxygen) ;;
+    --cross) packages+=("${cross[@]}") ;;
+    --bench) packages+=("${bench[@]}") ;;
+    --fuzz) packages+=("${fuzz[@]}") ;;
+    --coverage) packages+=("${coverage[@]}") ;;
+    --abi) packages+=("${abi[@]}") ;;
+    --docs) packages+=("${docs[@]}") ;;
+    --package) packages+=("${package[@]}") ;;
+    --all) packages+=("${cross[@]}" "${bench[@]}" "${fuzz[@]}" "${abi[@]}" "${docs[@]}" "${package[@]}") ;;
     *) echo "deps.sh: unknown option $arg" >&2; exit 2 ;;
   esac
 done
