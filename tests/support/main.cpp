@@ -4,6 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#if defined(__SANITIZE_ADDRESS__)
+// The C library keeps the search list it builds when a locale is loaded from
+// a LOCPATH directory (the hashing tests make such a locale with localedef)
+// for the life of the process, without a pointer that LeakSanitizer sees.
+// Nothing of the library's is suppressed.
+extern "C" const char *__lsan_default_suppressions() {
+  return "leak:__argz_add_sep\nleak:_nl_make_l10nflist\n";
+}
+#endif
+
 int main(int argc, char **argv) {
 #if defined(_WIN32)
   // Assertion message boxes go to standard error, where death tests read them.
