@@ -267,4 +267,15 @@ TEST_F(WindowMore, AppendedTextsGoToTheSink) {
   testsupport::removeTree(dir);
 }
 
+TEST_F(WindowMore, AWindowIsNoKernelObjectToClose) {
+  pal::Handle edit = makeEdit();
+  ASSERT_NE(pal::kNullHandle, edit);
+  pal::setLastError(0);
+  EXPECT_FALSE(pal::closeHandle(edit)) << "windows go with destroyWindow";
+  EXPECT_EQ(static_cast<uint32_t>(pal::kErrorInvalidHandle), pal::getLastError());
+  EXPECT_TRUE(pal::setWindowText(edit, "still there"));
+  EXPECT_EQ("still there", textOf(edit));
+  EXPECT_TRUE(pal::destroyWindow(edit));
+}
+
 #endif  // !_WIN32
