@@ -1,7 +1,8 @@
 // The file layer when the system's reads and writes fail: a failing read
 // (buffered and straight into the caller's buffer) reports the system's
 // error, and a write the system takes only in part reports a full disk,
-// whether it went straight to the system or came from the buffer.
+// whether it went straight to the system or came from the buffer; a flush
+// that fails stops the reads, sizes and truncations behind it.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -85,4 +86,20 @@ TEST_F(IoFaults, AFlushTakenInPartIsADiskFull) {
   files::systemIo() = saved_;
   orvFileClose(f, 0);
   EXPECT_EQ("abc", contents("b").substr(0, 3));
+}
+
+TEST_F(IoFaults, AFlushThatFailsStopsTheCallsBehindIt) {
+  orvFile *f = open(kReadWrite | ORV_FILE_CREATE, "s");
+  ASSERT_NE(nullptr, f);
+  ASSERT_EQ(6u, orvFileWrite(f, "abcdef", 6)) << "held in the buffer";
+  files::systemIo().writeFile = halfWrite;
+  char back[4];
+  EXPECT_EQ(0u, orvFileRead(f, back, sizeof back));
+  EXPECT_EQ(ORV_FILE_E_DISK_FULL, orvFileError());
+  EXPECT_EQ(-1, orvFileSize(f));
+  EXPECT_EQ(1, orvFileEOF(f)) << "what cannot be written counts as the end";
+  EXPECT_EQ(0, orvFileSetEOF(f));
+  EXPECT_EQ(ORV_FILE_E_DISK_FULL, orvFileError());
+  files::systemIo() = saved_;
+  EXPECT_EQ(1, orvFileClose(f, 0));
 }
