@@ -31,7 +31,13 @@ const char *const kRows =
     "xx_SC:sco8859-1:winnt:xsc\n"
     "xx_BI:binary8:winnt:xbi\n"
     "xx_EJ:euc-j:winnt:xej:142,142,2;161,254,2:161,161,161,164,165,167,168,162,163\n"
-    "xx_DK:dec-kanji:winnt:xdk:161,254,2:161,161,161,164,165,167,168,162,163\n";
+    "xx_DK:dec-kanji:winnt:xdk:161,254,2:161,161,161,164,165,167,168,162,163\n"
+    "xx_S1:sbSpare1:winnt:xs1\n"
+    "xx_S2:sbSpare2:winnt:xs2\n"
+    "xx_S3:sbSpare3:winnt:xs3\n"
+    "xx_M1:mbSpare1:winnt:xm1:161,254,2:161,161,161,164,165,167,168,162,163\n"
+    "xx_M2:mbSpare2:winnt:xm2:161,254,2:161,161,161,164,165,167,168,162,163\n"
+    "xx_M3:mbSpare3:winnt:xm3:161,254,2:161,161,161,164,165,167,168,162,163\n";
 
 class NlsInitMore : public ::testing::Test {
  protected:
@@ -43,9 +49,11 @@ class NlsInitMore : public ::testing::Test {
 
 TEST_F(NlsInitMore, EachCharacterSetGetsAnObjectOfItsOwn) {
   nlstest::TableFile table(nlstest::minimalRows() + kRows);
-  const std::vector<SetCase> cases = {{"xro", 5, "roman8"}, {"xdm", 6, "decMCS"},    {"xdg", 7, "dg"},
-                                      {"xpc", 8, "pc850"},  {"xsc", 9, "sco8859-1"}, {"xbi", 2, "binary8"},
-                                      {"xej", 14, "euc-j"}, {"xdk", 17, "dec-kanji"}};
+  const std::vector<SetCase> cases = {
+      {"xro", 5, "roman8"},    {"xdm", 6, "decMCS"},    {"xdg", 7, "dg"},        {"xpc", 8, "pc850"},
+      {"xsc", 9, "sco8859-1"}, {"xbi", 2, "binary8"},   {"xej", 14, "euc-j"},    {"xdk", 17, "dec-kanji"},
+      {"xs1", 10, "sbSpare1"}, {"xs2", 11, "sbSpare2"}, {"xs3", 12, "sbSpare3"}, {"xm1", 19, "mbSpare1"},
+      {"xm2", 20, "mbSpare2"}, {"xm3", 21, "mbSpare3"}};
   for (const SetCase &c : cases) {
     SCOPED_TRACE(c.language);
     int status = -1;

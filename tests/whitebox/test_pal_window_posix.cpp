@@ -278,4 +278,22 @@ TEST_F(WindowMore, AWindowIsNoKernelObjectToClose) {
   EXPECT_TRUE(pal::destroyWindow(edit));
 }
 
+TEST_F(WindowMore, DestroyingAChildTakesItOutOfItsParent) {
+  registerOnce();
+  pal::Handle w = pal::createWindow("OrvaneWindowMoreTest", "", 0, 0, 0, 1, 1, pal::kNullHandle, 0,
+                                    pal::kNullHandle, nullptr);
+  ASSERT_NE(pal::kNullHandle, w);
+  pal::Handle first = makeEdit(w, 1);
+  pal::Handle second = makeEdit(w, 2);
+  ASSERT_NE(pal::kNullHandle, first);
+  ASSERT_NE(pal::kNullHandle, second);
+  EXPECT_TRUE(pal::destroyWindow(first));
+  EXPECT_EQ(pal::kNullHandle, pal::dialogItem(w, 1));
+  EXPECT_EQ(second, pal::dialogItem(w, 2));
+  EXPECT_TRUE(pal::destroyWindow(second));
+  EXPECT_EQ(pal::kNullHandle, pal::dialogItem(w, 2)) << "no children left";
+  EXPECT_TRUE(pal::setDlgItemText(w, 2, "x") == false);
+  EXPECT_TRUE(pal::destroyWindow(w));
+}
+
 #endif  // !_WIN32
