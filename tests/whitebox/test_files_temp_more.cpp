@@ -1,11 +1,14 @@
 // Temporary files in chains and at shut-down: a temporary record with an
 // ordinary file as a segment, a segment that cannot be deleted, files that
 // cannot be deleted when the process shuts down (they stay on the disk and
-// are forgotten), and empty settings that count as none.
+// are forgotten), empty settings that count as none, and no directory at
+// all.
 #include <stdlib.h>
 
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -136,3 +139,43 @@ TEST_F(EmptyTempSettingsTest, AnEmptyRegistrySettingMeansNoRegistry) {
   ASSERT_NE(nullptr, t);
   EXPECT_EQ(1, orvFileClose(t, ORV_FILE_CLOSE_DELETE));
 }
+
+#ifndef _WIN32
+// Without any directory setting the current directory is taken; when even
+// that cannot be told (it is longer than a path may be), there is no
+// directory for temporary files at all.
+TEST(TempNoDirectory, ACurrentDirectoryTooLongLeavesNoPlaceForTemporaryFiles) {
+  const std::vector<const char *> names = {"TEMPFILEDIRS", "Temporary",        "TEMP",
+                                           "TMPDIR",       "TEMPFILEREGISTRY", "TEMPFILETIMEOUT"};
+  std::vector<std::pair<const char *, std::string>> saved;
+  for (const char *name : names) {
+    if (const char *value = getenv(name)) {
+      saved.emplace_back(name, value);
+    }
+    testsupport::unsetEnv(name);
+  }
+  testsupport::useScratchProfileDir();
+  const std::string dir = testsupport::makeScratchDir("temp-nodir");
+  std::string deep = dir;
+  while (deep.size() <= 300) {
+    deep += "/directory-of-some-length";
+  }
+  std::filesystem::create_directories(deep);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(deep);
+  const int started = servicesProcessInitialize(0);
+  const char *first = files::admin::tempDirectory(0);
+  orvFile *f = orvFileOpen(kTemp, ORV_FILE_TAG_END);
+  const int error = orvFileError();
+  servicesProcessTerminate(0);
+  std::filesystem::current_path(before);
+  for (const auto &s : saved) {
+    testsupport::setEnv(s.first, s.second);
+  }
+  testsupport::removeTree(dir);
+  EXPECT_EQ(0, started) << "start-up does not fail for it";
+  EXPECT_EQ(nullptr, first);
+  EXPECT_EQ(nullptr, f);
+  EXPECT_EQ(ORV_FILE_E_DISK_FULL, error) << "no temporary file could be made";
+}
+#endif
