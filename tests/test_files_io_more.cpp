@@ -62,7 +62,11 @@ TEST_F(IoMoreTest, AReadOnlyFileCannotBeCutAtItsPosition) {
   ASSERT_NE(nullptr, f);
   ASSERT_EQ(1, orvFileSeek(f, 4, ORV_FILE_SEEK_SET));
   EXPECT_EQ(0, orvFileSetEOF(f));
+#ifndef _WIN32
   EXPECT_EQ(ORV_FILE_E_ACCESS_DENIED, orvFileError());
+#else
+  EXPECT_NE(0, orvFileError()) << "the system's reason (wine gives another than access denied)";
+#endif
   EXPECT_EQ(1, orvFileClose(f, 0));
   EXPECT_EQ("0123456789", contents("ro"));
 }
