@@ -77,8 +77,9 @@ ORV_EXTERN_C_BEGIN
 
 /** Close option for temporary files: delete the file and forget the record. */
 #define ORV_FILE_CLOSE_DELETE 1
-/** Close option for temporary files: close the handle only; reopen with
- * #ORV_FILE_TAG_SEGMENT_OF. */
+/** Close option for temporary files: close the handle only and keep the
+ * record, to reopen with #ORV_FILE_TAG_SEGMENT_OF. The record of any other
+ * file is freed as by a plain close and must not be used again. */
 #define ORV_FILE_CLOSE_KEEP 2
 
 /** Seek origin: from the start. */
