@@ -163,6 +163,34 @@ TEST(XdrScramble, RoundTripRestoresAndMatchesTheAlgorithm) {
   }
 }
 
+// Every length around the sizes at which scrambling and unscrambling change
+// their method (blocks of sixteen bytes and the remainder, the shifted tables
+// from 512 bytes, the unscrambling tables from 4096) matches the algorithm,
+// both ways, for several keys.
+TEST(XdrScramble, EveryLengthMatchesTheAlgorithm) {
+  std::vector<uint32_t> lengths;
+  for (uint32_t n = 1; n <= 80; ++n) {
+    lengths.push_back(n);
+  }
+  for (uint32_t n : {255u, 256u, 257u, 511u, 512u, 513u, 1023u, 4095u, 4096u, 4097u, 65536u, 65543u}) {
+    lengths.push_back(n);
+  }
+  for (uint32_t key : {7u, 0xABCDEFu, 0xFFFFFFFFu}) {
+    uint8_t state[112];
+    deInitialize(key, state);
+    for (uint32_t n : lengths) {
+      std::vector<uint8_t> data = randomBytes(n, key + n);
+      std::vector<uint8_t> ref = data;
+      ASSERT_EQ(1, deTranslate(state, 1, data.data(), n));
+      referenceScramble(state, ref.data(), ref.size());
+      ASSERT_EQ(ref, data) << "key " << key << ", " << n << " bytes";
+      ASSERT_EQ(1, deTranslate(state, 2, data.data(), n));
+      referenceUnscramble(state, ref.data(), ref.size());
+      ASSERT_EQ(ref, data) << "unscrambling, key " << key << ", " << n << " bytes";
+    }
+  }
+}
+
 TEST(XdrScramble, EveryByteValueRoundTrips) {
   uint8_t state[112];
   deInitialize(4242, state);
