@@ -195,8 +195,10 @@ __attribute__((target("ssse3"))) uint32_t scrambleBlocks(const uint8_t *s, const
     startP = _mm_shuffle_epi8(_mm_add_epi8(p, addP), lastLane);
     startQ = _mm_shuffle_epi8(_mm_add_epi8(q, addQ), lastLane);
   }
-  const auto lane0 = [](__m128i v) { return static_cast<uint32_t>(_mm_cvtsi128_si32(v)) & 15u; };
-  return lane0(startR) | (lane0(startP) << 8) | (lane0(startQ) << 16);
+  const uint32_t r = static_cast<uint32_t>(_mm_cvtsi128_si32(startR)) & 15u;
+  const uint32_t p = static_cast<uint32_t>(_mm_cvtsi128_si32(startP)) & 15u;
+  const uint32_t q = static_cast<uint32_t>(_mm_cvtsi128_si32(startQ)) & 15u;
+  return r | (p << 8) | (q << 16);
 }
 
 bool haveSsse3() {
