@@ -67,20 +67,7 @@ BENCHMARK(BM_stdHash);
 // over the 256 keys, alternating which goes first, on the thread's processor
 // time, and the median blocks are compared (counters orvHashI_ns and
 // stdHash_ns, per key). A busy machine then moves both sides alike.
-double threadSeconds() {
-#if defined(_WIN32)
-  FILETIME created, exited, kernel, user;
-  GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user);
-  auto ticks = [](const FILETIME &t) {
-    return static_cast<double>(static_cast<uint64_t>(t.dwHighDateTime) << 32 | t.dwLowDateTime) * 1e-7;
-  };
-  return ticks(kernel) + ticks(user);
-#else
-  timespec t{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-#endif
-}
+using benchratio::threadSeconds;
 
 constexpr int kRounds = 2048;  // of the 256 keys per block
 

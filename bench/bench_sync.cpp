@@ -35,20 +35,7 @@ namespace {
 // so that the turns other programs take on a busy machine are not counted.
 constexpr int kBlock = 1 << 18;
 
-double threadSeconds() {
-#if defined(_WIN32)
-  FILETIME created, exited, kernel, user;
-  GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user);
-  auto ticks = [](const FILETIME &t) {
-    return static_cast<double>(static_cast<uint64_t>(t.dwHighDateTime) << 32 | t.dwLowDateTime) * 1e-7;
-  };
-  return ticks(kernel) + ticks(user);
-#else
-  timespec t{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-#endif
-}
+using benchratio::threadSeconds;
 
 double blockSeconds(void (*block)(void *), void *object) {
   double start = threadSeconds();

@@ -26,6 +26,11 @@ int runAndReport(int argc, char **argv, const std::vector<Pair> &pairs);
 // interleave their passes with the peer's and report the median of each.
 double median(std::vector<double> values);
 
+// The calling thread's processor time in seconds, for benchmarks that time
+// blocks of ours and the peer's and should not count the turns other
+// programs take on a busy machine.
+double threadSeconds();
+
 }  // namespace benchratio
 
 #endif
