@@ -35,7 +35,9 @@ enum Role : int {
 
 constexpr int kTableSize = 24;
 constexpr int kTableRoles = 23;  // positions read from a caller's table
-extern const unsigned char kDefaultTable[kTableSize];
+inline constexpr unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')',  '>',  '<',  '\\',
+                                                            '?', '^', '#', '@', '[',  ']',  ':',  '=',
+                                                            ';', '_', '&', '0', 0x0D, 0x0A, 0x08, 0};
 
 // The calling thread's working copy of the metacharacter table, loaded from
 // table (null: the default). The copy is per thread: threads that match

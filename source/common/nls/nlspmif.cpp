@@ -9,23 +9,27 @@
 // key holds everything the answer depends on (mode and pattern, or block;
 // table), and the locale's character classes are checked on every run.
 //
-// A call that finds its pattern cached with the default table takes a short
-// path: one static thread-local load, a byte compare of the pattern against
-// the cached copy, and the run. Patterns of literals and the two
+// A pattern of plain literals with mode 0 and the default table is answered
+// by comparing it with the text, before any look-up. A call that finds its
+// pattern cached with the default table takes a short path: one static
+// thread-local load, a compare of the pattern against the cached copy, and
+// the run. Patterns of literals and the two
 // any-wildcards run through a Shortcut instead of an automaton.
+#include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "common/nls/nls_state.h"
 #include "common/nls/nlspm_internal.h"
 #include "orvane/pattern.h"
 
 namespace nls::pm {
-
-const unsigned char kDefaultTable[kTableSize] = {'!', '|', '*', '(', ')',  '>',  '<',  '\\',
-                                                 '?', '^', '#', '@', '[',  ']',  ':',  '=',
-                                                 ';', '_', '&', '0', 0x0D, 0x0A, 0x08, 0};
 
 namespace {
 
@@ -78,10 +82,23 @@ constexpr bool kKeepAutomata = false;
 constexpr bool kKeepAutomata = true;
 #endif
 
+// The thread's last short pattern of mode 0 with the default table (under
+// 16 bytes, with its NUL) and how it is answered (see matchRemembered).
+enum MemoKind : uint8_t {
+  kMemoNone,    // nothing remembered
+  kMemoPlain,   // a plain literal: compared with the text
+  kMemoCached,  // the pattern of the thread's hot cached matcher
+};
+struct PatternMemo {
+  alignas(16) unsigned char bytes[16];
+  MemoKind kind;
+};
+
 struct ThreadState {
   TableCopy copy;
   Caches *caches;  // null until the first call that keeps an automaton
   bool ended;      // the caches were released at thread exit
+  PatternMemo memo;
 };
 
 #if defined(__ELF__)
@@ -98,6 +115,7 @@ struct CachesOwner {
     delete ts.caches;
     ts.caches = nullptr;
     ts.ended = true;
+    ts.memo.kind = kMemoNone;
   }
 };
 thread_local CachesOwner cachesOwner;
@@ -139,17 +157,132 @@ BlockCache &blockCacheOf(ThreadState &ts, BlockCache &fresh) {
   return c != nullptr ? c->block : fresh;
 }
 
-// The cached pattern is the caller's: a byte compare that stops at the
-// first difference, so it never reads past the caller's NUL.
-inline bool samePattern(const std::string &cached, const char *pattern) {
-  const char *q = cached.c_str();
-  const size_t n = cached.size();
-  for (size_t i = 0; i <= n; ++i) {
-    if (q[i] != pattern[i]) {
-      return false;
+// Bytes that the parser reads, under the default table, as a literal
+// standing for itself: printable, and none of the table's operators and
+// wildcards (its first nineteen characters).
+constexpr std::array<bool, 256> makePlainLiterals() {
+  std::array<bool, 256> plain{};
+  for (int c = 32; c < 256; ++c) {
+    plain[c] = c != 127;
+  }
+  for (int i = 0; i <= kLastWildcard; ++i) {
+    plain[kDefaultTable[i]] = false;
+  }
+  return plain;
+}
+constexpr std::array<bool, 256> kPlainLiteral = makePlainLiterals();
+
+// A pattern of mode 0, with the default table, made only of plain literals
+// parses to a chain of its bytes whose automaton accepts exactly that text
+// (ended by NUL or the end marker), and the parse ends at the pattern's
+// length. Such a pattern is answered by one pass over the pattern and the
+// text, without the parse or the cache: 1 or 0, with *length set, or -1
+// when the pattern has another byte (or is empty). The text is never read
+// past its first difference from the pattern, so never past its NUL.
+inline int matchPlainLiteral(const unsigned char *p, const unsigned char *s, size_t *length) {
+  if (p[0] == 0) {
+    return -1;
+  }
+  size_t i = 0;
+  for (;; ++i) {
+    const unsigned char c = p[i];
+    if (!kPlainLiteral[c]) {
+      if (c != 0) {
+        return -1;
+      }
+      *length = i;
+      return (s[i] == 0 || s[i] == kDefaultTable[kEnd]) ? 1 : 0;
+    }
+    if (s[i] != c) {
+      break;
     }
   }
-  return true;
+  // The text differs; the answer is 0 if the rest of the pattern is plain.
+  for (++i;; ++i) {
+    const unsigned char c = p[i];
+    if (!kPlainLiteral[c]) {
+      if (c != 0) {
+        return -1;
+      }
+      *length = i;
+      return 0;
+    }
+  }
+}
+
+// Remembers a pattern of mode 0 with the default table, when it is shorter
+// than 16 bytes, and how it is answered.
+inline void remember(ThreadState &ts, const char *pattern, size_t length, MemoKind kind) {
+  if (length < sizeof ts.memo.bytes) {
+    memcpy(ts.memo.bytes, pattern, length + 1);
+    ts.memo.kind = kind;
+  }
+}
+
+// matchRemembered's answer for the pattern of the hot cached matcher.
+constexpr int kRunCached = 2;
+
+#if defined(__SSE2__)
+// The thread's remembered pattern again (mode 0, default table), without a
+// loop: the pattern's sixteen bytes are compared with the remembered ones up
+// to its NUL. -1 when it is another pattern (or empty, or 16 bytes and
+// longer); kRunCached for the cached matcher's pattern; for a plain literal,
+// the answer of matchPlainLiteral, from a compare with the text's sixteen
+// bytes.
+//
+// Sixteen bytes are loaded from the pattern and from the text whatever
+// their lengths, as the C library's string functions do: only where the
+// load stays inside one 4 KiB page, so it can never touch an unmapped
+// page; bytes after a NUL are masked out of every decision. Address
+// checking is off for this function alone because of those loads.
+__attribute__((no_sanitize_address)) inline int matchRemembered(const ThreadState &ts, const unsigned char *p,
+                                                                const unsigned char *s, size_t *length) {
+  constexpr uintptr_t kPage = 4096;
+  constexpr uintptr_t kLast = kPage - 16;
+  if (ts.memo.kind == kMemoNone || (reinterpret_cast<uintptr_t>(p) & (kPage - 1)) > kLast) {
+    return -1;
+  }
+  const __m128i pattern = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+  const unsigned nul = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(pattern, _mm_setzero_si128())));
+  if (nul == 0 || (nul & 1u) != 0) {
+    return -1;  // 16 bytes or more, or empty
+  }
+  const unsigned n = static_cast<unsigned>(__builtin_ctz(nul));
+  const unsigned withNul = (2u << n) - 1;  // bytes 0 to n
+  // The remembered bytes hold their first NUL at their length, so equal
+  // bytes up to the pattern's NUL mean the same pattern.
+  const __m128i memo = _mm_load_si128(reinterpret_cast<const __m128i *>(ts.memo.bytes));
+  const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(pattern, memo)));
+  if ((~same & withNul) != 0) {
+    return -1;
+  }
+  if (ts.memo.kind == kMemoCached) {
+    return kRunCached;
+  }
+  if ((reinterpret_cast<uintptr_t>(s) & (kPage - 1)) > kLast) {
+    return -1;
+  }
+  *length = n;
+  const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s));
+  const unsigned equal = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(pattern, text)));
+  if ((~equal & (withNul >> 1)) != 0) {
+    return 0;
+  }
+  // The text holds the pattern's n bytes, none of them NUL: byte n is its
+  // own (at most its NUL).
+  const unsigned char after = s[n];
+  return (after == 0 || after == kDefaultTable[kEnd]) ? 1 : 0;
+}
+#else
+inline int matchRemembered(const ThreadState &, const unsigned char *, const unsigned char *, size_t *) {
+  return -1;
+}
+#endif
+
+// The cached pattern is the caller's: strcmp stops at the first
+// difference, so it never reads past the caller's NUL.
+inline bool samePattern(const std::string &cached, const char *pattern) {
+  return strcmp(cached.c_str(), pattern) == 0;
 }
 
 // Whether the parse of a working pattern may change with the locale: the
@@ -226,6 +359,9 @@ int matchAfresh(ThreadState &ts, int16_t mode, const char *pattern, const char *
     cache.valid = false;
     cache.hot = false;
     cache.matcher.reset();
+    if (ts.memo.kind == kMemoCached) {
+      ts.memo.kind = kMemoNone;
+    }
     std::string working = wrapPattern(mode, pattern, t);
     Postfix postfix;
     ParseResult r = parse(working, t, postfix);
@@ -246,6 +382,9 @@ int matchAfresh(ThreadState &ts, int16_t mode, const char *pattern, const char *
     cache.endPosition = r.position;
     cache.valid = &cache != &fresh && !parseDependsOnLocale(working, t);
     cache.hot = cache.valid && cache.defaultTable;
+    if (cache.hot && mode == 0) {
+      remember(ts, pattern, cache.pattern.size(), kMemoCached);
+    }
   }
   report(error, position, 0, cache.endPosition);
   int result = cache.run(text != nullptr ? text : "");
@@ -255,12 +394,40 @@ int matchAfresh(ThreadState &ts, int16_t mode, const char *pattern, const char *
   return result;
 }
 
-}  // namespace
-
-ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text, uint16_t *error,
-                            uint16_t *position, const char *table) {
+// The hot cached matcher of the thread's remembered pattern.
+[[gnu::noinline]] int runCached(ThreadState &ts, const char *text, uint16_t *error, uint16_t *position) {
   try {
-    ThreadState &ts = threadState;
+    const MatchCache &cache = ts.caches->match;
+    if (error != nullptr || position != nullptr) {
+      report(error, position, 0, cache.endPosition);
+    }
+    return cache.run(text != nullptr ? text : "");
+  } catch (const std::bad_alloc &) {
+    outOfMemory();
+  }
+}
+
+// nlsMatchPattern past its first test: a plain pattern met for the first
+// time, the thread's cached automaton, or a fresh parse and build.
+[[gnu::noinline]] int matchPattern(ThreadState &ts, int16_t mode, const char *pattern, const char *text,
+                                   uint16_t *error, uint16_t *position, const char *table) {
+  try {
+    if (table == nullptr && mode == 0 && pattern != nullptr) {
+      size_t length = 0;
+      const int plain =
+          matchPlainLiteral(reinterpret_cast<const unsigned char *>(pattern),
+                            reinterpret_cast<const unsigned char *>(text != nullptr ? text : ""), &length);
+      if (plain >= 0) {
+        remember(ts, pattern, length, kMemoPlain);
+        if (!ts.copy.isDefault) [[unlikely]] {
+          load(ts, nullptr);
+        }
+        if (error != nullptr || position != nullptr) {
+          report(error, position, 0, length);
+        }
+        return plain;
+      }
+    }
     // The short path: the last pattern again, with the default table. The
     // cached mode and pattern were valid, so these are too.
     Caches *c = ts.caches;
@@ -273,6 +440,9 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
         if (error != nullptr || position != nullptr) {
           report(error, position, 0, cache.endPosition);
         }
+        if (mode == 0) {
+          remember(ts, pattern, cache.pattern.size(), kMemoCached);
+        }
         return cache.run(text != nullptr ? text : "");
       }
     }
@@ -280,6 +450,32 @@ ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text,
   } catch (const std::bad_alloc &) {
     outOfMemory();
   }
+}
+
+}  // namespace
+
+ORV_API int nlsMatchPattern(int16_t mode, const char *pattern, const char *text, uint16_t *error,
+                            uint16_t *position, const char *table) {
+  // The thread's remembered pattern again: answered here, in a frame that
+  // saves hardly a register, or by the cached matcher; everything else in
+  // matchPattern.
+  ThreadState &ts = threadState;
+  if (table == nullptr && mode == 0 && pattern != nullptr && ts.copy.isDefault) {
+    size_t length = 0;
+    const int r =
+        matchRemembered(ts, reinterpret_cast<const unsigned char *>(pattern),
+                        reinterpret_cast<const unsigned char *>(text != nullptr ? text : ""), &length);
+    if (r == kRunCached) {
+      return runCached(ts, text, error, position);
+    }
+    if (r >= 0) {
+      if (error != nullptr || position != nullptr) {
+        report(error, position, 0, length);
+      }
+      return r;
+    }
+  }
+  return matchPattern(ts, mode, pattern, text, error, position, table);
 }
 
 ORV_API unsigned char *nlsBuildFA(int16_t mode, const char *pattern, uint16_t *error, uint16_t *position,
