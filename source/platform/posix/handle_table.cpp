@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <vector>
 
 namespace pal::posix {
 
@@ -32,13 +31,15 @@ struct Table {
   std::atomic<Slot *> *chunks = detail::slotChunks;
   std::mutex lock;  // guards everything below and chunk creation
   uint32_t nextIndex = 0;
-  std::vector<uint32_t> freeSlots;
-  std::vector<KernelObject *> retired[static_cast<size_t>(ObjectKind::Count)];
+  uint32_t freeHead = 0;  // index + 1 of the first free slot, 0: none
+  KernelObject *retired[static_cast<size_t>(ObjectKind::Count)] = {};
 };
 
 Table &table() {
-  // Never destroyed: threads may still close handles while the process ends.
-  static Table *instance = new Table;
+  // Made in static storage and never destroyed: threads may still close
+  // handles while the process ends.
+  alignas(Table) static unsigned char storage[sizeof(Table)];
+  static Table *instance = ::new (storage) Table;
   return *instance;
 }
 
@@ -56,14 +57,30 @@ Handle encode(uint32_t index, uint64_t generation) {
 KernelObject *takeRetired(ObjectKind kind) {
   Table &t = table();
   std::lock_guard<std::mutex> guard(t.lock);
-  auto &pool = t.retired[static_cast<size_t>(kind)];
-  if (pool.empty()) {
-    return nullptr;
+  KernelObject *&head = t.retired[static_cast<size_t>(kind)];
+  KernelObject *object = head;
+  if (object != nullptr) {
+    head = object->nextRetired;
+    object->nextRetired = nullptr;
   }
-  KernelObject *object = pool.back();
-  pool.pop_back();
   return object;
 }
+
+namespace {
+
+// Both under the table's lock.
+void retire(Table &t, KernelObject *object) {
+  KernelObject *&head = t.retired[static_cast<size_t>(object->kind())];
+  object->nextRetired = head;
+  head = object;
+}
+
+void freeSlot(Table &t, uint32_t index) {
+  slotAt(t, index)->nextFree = t.freeHead;
+  t.freeHead = index + 1;
+}
+
+}  // namespace
 
 void discardObject(KernelObject *object) {
   if (object == nullptr) {
@@ -71,16 +88,16 @@ void discardObject(KernelObject *object) {
   }
   Table &t = table();
   std::lock_guard<std::mutex> guard(t.lock);
-  t.retired[static_cast<size_t>(object->kind())].push_back(object);
+  retire(t, object);
 }
 
 Handle insertObject(KernelObject *object) {
   Table &t = table();
   std::lock_guard<std::mutex> guard(t.lock);
   uint32_t index;
-  if (!t.freeSlots.empty()) {
-    index = t.freeSlots.back();
-    t.freeSlots.pop_back();
+  if (t.freeHead != 0) {
+    index = t.freeHead - 1;
+    t.freeHead = slotAt(t, index)->nextFree;
   } else {
     if (t.nextIndex >= kMaxSlots) {
       setLastError(kErrorNotEnoughMemory);
@@ -131,8 +148,8 @@ bool closeObject(Handle handle) {
           uint32_t error = getLastError();
           {
             std::lock_guard<std::mutex> guard(t.lock);
-            t.retired[static_cast<size_t>(object->kind())].push_back(object);
-            t.freeSlots.push_back(index);
+            retire(t, object);
+            freeSlot(t, index);
           }
           setLastError(error);
           return released;

@@ -55,6 +55,11 @@ class KernelObject {
   // handle is closed all the same.
   virtual bool release() { return true; }
 
+  // The next closed object of the same kind while this one waits for reuse
+  // (the table's retired lists run through the objects, so that closing a
+  // handle never allocates).
+  KernelObject *nextRetired = nullptr;
+
  private:
   ObjectKind kind_;
 };
@@ -91,6 +96,9 @@ struct Slot {
   // Bit 0: open. Bits 1 and up: generation.
   std::atomic<uint64_t> state{0};
   std::atomic<KernelObject *> object{nullptr};
+  // The next free slot's index + 1 while this one is free (0: none); the
+  // table's free list runs through the slots, under the table's lock.
+  uint32_t nextFree = 0;
 };
 
 // Chunks of slots, created on demand and never freed.

@@ -24,7 +24,6 @@
 
 #include <mutex>
 #include <new>
-#include <vector>
 
 #include "platform/posix/handle_table.h"
 #include "platform/posix/pal_sync_futex.h"
@@ -40,14 +39,19 @@ constexpr Handle kCurrentThreadPseudoHandle = ~Handle{1};
 
 // --- Control blocks -----------------------------------------------------------
 
-// Recycled control blocks. Never freed: see pal_thread_control.h.
+// Recycled control blocks. Never freed: see pal_thread_control.h. The free
+// list runs through the blocks themselves, so that recycling never
+// allocates (it runs as a thread ends, where a failure has nowhere to go).
 struct ControlPool {
   std::mutex lock;
-  std::vector<ThreadControl *> free;
+  ThreadControl *free = nullptr;
 };
 
 ControlPool &controlPool() {
-  static ControlPool *pool = new ControlPool;
+  // Made in static storage and never destroyed: threads may still end
+  // while the process runs its exit handlers.
+  alignas(ControlPool) static unsigned char storage[sizeof(ControlPool)];
+  static ControlPool *pool = ::new (storage) ControlPool;
   return *pool;
 }
 
@@ -55,9 +59,9 @@ ThreadControl *newControl() {
   ControlPool &pool = controlPool();
   {
     std::lock_guard<std::mutex> guard(pool.lock);
-    if (!pool.free.empty()) {
-      ThreadControl *c = pool.free.back();
-      pool.free.pop_back();
+    if (pool.free != nullptr) {
+      ThreadControl *c = pool.free;
+      pool.free = c->nextFree;
       c->~ThreadControl();
       return new (c) ThreadControl;
     }
@@ -68,7 +72,8 @@ ThreadControl *newControl() {
 void recycleControl(ThreadControl *c) {
   ControlPool &pool = controlPool();
   std::lock_guard<std::mutex> guard(pool.lock);
-  pool.free.push_back(c);
+  c->nextFree = pool.free;
+  pool.free = c;
 }
 
 // Drops one reference: the handle's (byThread false) or the running

@@ -25,6 +25,8 @@ namespace pal::posix {
 constexpr pid_t kKernelIdEnded = -1;
 
 struct ThreadControl {
+  // The next block of the pool's free list while this one is free.
+  ThreadControl *nextFree = nullptr;
   std::atomic<uint32_t> refs{0};
   pthread_t thread{};
   bool joinable = false;
