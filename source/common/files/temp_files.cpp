@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include <atomic>
+#include <new>
 #include <string>
 
 #include "common/files/file_internal.h"
@@ -53,7 +54,7 @@ bool endsWithSeparator(const char *path) {
 
 // Tries up to 1025 names in directory; null with *code when none opened
 // (-36 stops at once).
-orvFile *tryDirectory(const char *directory, const char *prefix, uint32_t flags, int32_t *code) {
+orvFile *tryDirectoryNames(const char *directory, const char *prefix, uint32_t flags, int32_t *code) {
   NameSequence sequence(timeOfDayStamp());
   std::string base = directory;
   if (!endsWithSeparator(directory)) {
@@ -79,6 +80,15 @@ orvFile *tryDirectory(const char *directory, const char *prefix, uint32_t flags,
     }
   }
   return nullptr;
+}
+
+orvFile *tryDirectory(const char *directory, const char *prefix, uint32_t flags, int32_t *code) {
+  try {
+    return tryDirectoryNames(directory, prefix, flags, code);
+  } catch (const std::bad_alloc &) {
+    *code = kCodeOutOfMemory;  // no name could be made
+    return nullptr;
+  }
 }
 
 // Drops a file that was made but cannot be handed out.
