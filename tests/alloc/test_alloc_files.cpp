@@ -86,8 +86,8 @@ TEST_F(AllocFiles, ReadThroughTheBufferGivesMinusThirtySix) {
 TEST_F(AllocFiles, TemporaryFileGivesMinusThirtySixAndLeavesNoFile) {
   EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
     int error = 0;
-    orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_TEMPORARY, ORV_FILE_TAG_ERROR_OUT, &error,
-                             ORV_FILE_TAG_DIRECTORY, dir_->c_str(), ORV_FILE_TAG_END);
+    orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_TEMPORARY, ORV_FILE_TAG_ERROR_OUT,
+                             &error, ORV_FILE_TAG_DIRECTORY, dir_->c_str(), ORV_FILE_TAG_END);
     if (f == nullptr) {
       EXPECT_EQ(ORV_FILE_E_NO_MEMORY, error);
       return false;
@@ -108,9 +108,9 @@ TEST_F(AllocFiles, SegmentOfAChainGivesMinusThirtySix) {
   bool added = false;
   EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
     int segmentError = 0;
-    orvFile *chain = orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE, ORV_FILE_TAG_ERROR_OUT,
-                                 &segmentError, ORV_FILE_TAG_SEGMENT_OF, f, ORV_FILE_TAG_PATH, second.c_str(),
-                                 ORV_FILE_TAG_END);
+    orvFile *chain =
+        orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE, ORV_FILE_TAG_ERROR_OUT, &segmentError,
+                    ORV_FILE_TAG_SEGMENT_OF, f, ORV_FILE_TAG_PATH, second.c_str(), ORV_FILE_TAG_END);
     if (chain == nullptr) {
       EXPECT_EQ(ORV_FILE_E_NO_MEMORY, segmentError);
       return false;
@@ -139,7 +139,8 @@ TEST_F(AllocFiles, CurrentDirectoryGivesMinusThirtySix) {
 TEST_F(AllocFiles, MemoryMapGivesMinusThirtySix) {
   const std::string p = path("map.dat");
   testsupport::writeFile(p, std::string(8192, 'm'));
-  orvFile *f = orvFileOpen(ORV_FILE_READ | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH, p.c_str(), ORV_FILE_TAG_END);
+  orvFile *f =
+      orvFileOpen(ORV_FILE_READ | ORV_FILE_MUST_EXIST, ORV_FILE_TAG_PATH, p.c_str(), ORV_FILE_TAG_END);
   ASSERT_NE(nullptr, f);
   EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
     orvFileMap *map = orvFileMemoryMapCreate(f, 0);

@@ -17,6 +17,11 @@ void copyWholeCharacters(char *dst, uint32_t size, const char *src);
 // kept within 0 and the longest finite wait.
 uint32_t sleepMilliseconds(double seconds);
 
+// orvResourceGetNLSStr: the setting's text (free it with free), or null.
+// *outOfMemory (may be null) tells a setting that could not be read for
+// want of memory from one that is not set.
+char *resourceText(const char *name, bool *outOfMemory);
+
 }  // namespace frame
 
 #endif

@@ -9,6 +9,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <new>
+
+#include "common/frame/frame_internal.h"
 #include "orvane/frame.h"
 #include "platform/pal.h"
 #include "platform/pal_dl.h"
@@ -37,37 +40,49 @@ char *heapText(const char *data, size_t size) {
 }
 
 // Step 1: a text value of the configuration key in the per-user registry.
-char *registryText(const char *key, const char *name) {
-  pal::RegistryValue value;
-  if (pal::queryCurrentUserValue(key, name, value) != 0 || value.type != pal::kRegSz) {
-    return nullptr;  // a value of another type is passed over
+// A step of the search that ran out of memory ends it: the setting cannot
+// be told missing.
+struct Search {
+  bool outOfMemory = false;
+
+  char *copy(const char *data, size_t size) {
+    char *text = heapText(data, size);
+    outOfMemory = text == nullptr;
+    return text;
   }
-  return heapText(value.data.data(), value.data.size());
+};
+
+char *registryText(Search &search, const char *key, const char *name) {
+  try {
+    pal::RegistryValue value;
+    if (pal::queryCurrentUserValue(key, name, value) != 0 || value.type != pal::kRegSz) {
+      search.outOfMemory = pal::getLastError() == pal::kErrorNotEnoughMemory;
+      return nullptr;  // a value of another type is passed over
+    }
+    return search.copy(value.data.data(), value.data.size());
+  } catch (const std::bad_alloc &) {
+    search.outOfMemory = true;
+    return nullptr;
+  }
 }
 
 // Steps 2 to 4: a non-empty value of section in "ORVANE.INI".
-char *profileText(const char *section, const char *name) {
+char *profileText(Search &search, const char *section, const char *name) {
   char buffer[kProfileBufferSize];
   uint32_t n = pal::getPrivateProfileString(section, name, "", buffer, sizeof buffer, kProfileFile);
   if (n == 0) {
+    search.outOfMemory = pal::getLastError() == pal::kErrorNotEnoughMemory;
     return nullptr;
   }
-  return strdup(buffer);
+  return search.copy(buffer, n);
 }
 
-}  // namespace
-
-extern "C" {
-
-ORV_API char *orvResourceGetNLSStr(const char *name) {
-  if (name == nullptr) {
-    return nullptr;
-  }
+char *searchText(Search &search, const char *name) {
   if (const char *key = configurationKey(); key != nullptr) {
-    if (char *text = registryText(key, name)) {
+    if (char *text = registryText(search, key, name); text != nullptr || search.outOfMemory) {
       return text;
     }
-    if (char *text = profileText(key, name)) {
+    if (char *text = profileText(search, key, name); text != nullptr || search.outOfMemory) {
       return text;
     }
   }
@@ -77,17 +92,36 @@ ORV_API char *orvResourceGetNLSStr(const char *name) {
     productSection[sizeof kServicesSection - 1] = static_cast<char>(code);
     productSection[sizeof kServicesSection] = '\0';
   }
-  if (char *text = profileText(productSection, name)) {
+  if (char *text = profileText(search, productSection, name); text != nullptr || search.outOfMemory) {
     return text;
   }
-  if (char *text = profileText(kServicesSection, name)) {
+  if (char *text = profileText(search, kServicesSection, name); text != nullptr || search.outOfMemory) {
     return text;
   }
   if (const char *env = getenv(name); env != nullptr) {
-    return strdup(env);
+    return search.copy(env, strlen(env));
   }
   return nullptr;
 }
+
+}  // namespace
+
+namespace frame {
+
+char *resourceText(const char *name, bool *outOfMemory) {
+  Search search;
+  char *text = name != nullptr ? searchText(search, name) : nullptr;
+  if (outOfMemory != nullptr) {
+    *outOfMemory = search.outOfMemory;
+  }
+  return text;
+}
+
+}  // namespace frame
+
+extern "C" {
+
+ORV_API char *orvResourceGetNLSStr(const char *name) { return frame::resourceText(name, nullptr); }
 
 ORV_API uint32_t orvResourceGetUInt32(const char *name) {
   if (name == nullptr) {

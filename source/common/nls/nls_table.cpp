@@ -1,6 +1,7 @@
 // The NLS table file: the search for it, the line reader, and the loader of
 // locale lines, CHARMAP blocks, MBCHARMAP records and LCCOLLATE blocks.
 #include "common/nls/nls_table.h"
+#include "common/frame/frame_internal.h"
 
 #include <errno.h>
 #include <stdlib.h>
@@ -582,7 +583,11 @@ int openTable(FILE **file) {
     *file = fopen(s.tablePath, "r");
     return *file != nullptr ? 0 : NLS_ERR_NOT_FOUND;
   }
-  char *value = orvResourceGetNLSStr("ORVNLSTAB");
+  bool outOfMemory = false;
+  char *value = frame::resourceText("ORVNLSTAB", &outOfMemory);
+  if (outOfMemory) {
+    return NLS_ERR_NO_MEMORY;
+  }
   if (value == nullptr || value[0] == '\0') {
     free(value);
     return NLS_ERR_NOT_CONFIGURED;  // an empty setting names no table

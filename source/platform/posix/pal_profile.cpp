@@ -18,6 +18,7 @@
 #include <string.h>
 #include <strings.h>
 
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -140,7 +141,9 @@ void setSystemConfigDirectory(const char *dir) {
   systemConfigDirectory() = dir != nullptr ? dir : ORVANE_SYSCONFDIR;
 }
 
-uint32_t profileDirectory(char *buffer, uint32_t size) {
+namespace {
+
+uint32_t copyProfileDirectory(char *buffer, uint32_t size) {
   std::string dir = profileDirectoryPath();
   if (buffer == nullptr || size == 0) {
     return 0;
@@ -154,8 +157,8 @@ uint32_t profileDirectory(char *buffer, uint32_t size) {
   return static_cast<uint32_t>(dir.size());
 }
 
-uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,
-                                 uint32_t size, const char *fileName) {
+uint32_t readProfileString(const char *section, const char *key, const char *defaultValue, char *out,
+                           uint32_t size, const char *fileName) {
   if (out == nullptr || size == 0) {
     return 0;
   }
@@ -186,6 +189,37 @@ uint32_t getPrivateProfileString(const char *section, const char *key, const cha
     return copyOut(def, defEnd, out, size);
   }
   return copyOut(value.data(), value.data() + value.size(), out, size);
+}
+
+}  // namespace
+
+uint32_t profileDirectory(char *buffer, uint32_t size) {
+  try {
+    return copyProfileDirectory(buffer, size);
+  } catch (const std::bad_alloc &) {
+    if (buffer != nullptr && size > 0) {
+      buffer[0] = '\0';
+    }
+    setLastError(kErrorNotEnoughMemory);
+    return 0;
+  }
+}
+
+// Without memory for the paths or the value the setting reads as missing:
+// the default is copied, with last error 8.
+uint32_t getPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,
+                                 uint32_t size, const char *fileName) {
+  try {
+    return readProfileString(section, key, defaultValue, out, size, fileName);
+  } catch (const std::bad_alloc &) {
+    if (out == nullptr || size == 0) {
+      return 0;
+    }
+    const char *def = defaultValue != nullptr ? defaultValue : "";
+    const uint32_t n = copyOut(def, def + strlen(def), out, size);
+    setLastError(kErrorNotEnoughMemory);
+    return n;
+  }
 }
 
 std::string profileDirectoryPath() {
