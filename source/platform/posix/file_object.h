@@ -65,6 +65,10 @@ class OpenFile {
   std::vector<LockedRange> locks;
   int lockFd = -1;  // a read-write description for the locks of a read-only handle
 
+  // The next idle file of the pool while this one waits for reuse (the pool
+  // runs through its files, so that closing never allocates).
+  OpenFile *nextIdle = nullptr;
+
  private:
   OpenFile() = default;
   // Releases the locks, closes the descriptors, and gives the storage back.

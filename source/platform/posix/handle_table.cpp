@@ -4,6 +4,8 @@
 #include <atomic>
 #include <mutex>
 
+#include "platform/posix/never_destroyed.h"
+
 namespace pal::posix {
 
 namespace detail {
@@ -35,13 +37,7 @@ struct Table {
   KernelObject *retired[static_cast<size_t>(ObjectKind::Count)] = {};
 };
 
-Table &table() {
-  // Made in static storage and never destroyed: threads may still close
-  // handles while the process ends.
-  alignas(Table) static unsigned char storage[sizeof(Table)];
-  static Table *instance = ::new (storage) Table;
-  return *instance;
-}
+Table &table() { return neverDestroyed<Table>(); }
 
 Slot *slotAt(Table &t, uint32_t index) {
   Slot *chunk = t.chunks[index / kChunkSize].load(std::memory_order_acquire);

@@ -24,6 +24,7 @@
 
 #include "platform/pal_dl.h"
 #include "platform/posix/handle_table.h"
+#include "platform/posix/never_destroyed.h"
 
 namespace pal {
 namespace posix {
@@ -50,10 +51,7 @@ struct Modules {
   std::unordered_map<void *, Handle> byLibrary;
 };
 
-Modules &modules() {
-  static Modules *m = new Modules;  // never destroyed: used until the process ends
-  return *m;
-}
+Modules &modules() { return neverDestroyed<Modules>(); }
 
 void *openLibrary(const char *path) {
   void *library = dlopen(path, RTLD_NOW | RTLD_LOCAL);

@@ -19,6 +19,7 @@
 
 #include "platform/posix/errno_map.h"
 #include "platform/posix/file_object.h"
+#include "platform/posix/never_destroyed.h"
 
 static_assert(sizeof(off_t) == 8, "files need 64-bit offsets");
 
@@ -31,13 +32,10 @@ namespace {
 // Open files whose handle is closed and whose calls have all left, for reuse.
 struct OpenFilePool {
   std::mutex guard;
-  std::vector<OpenFile *> idle;
+  OpenFile *idle = nullptr;
 };
 
-OpenFilePool &openFilePool() {
-  static OpenFilePool *instance = new OpenFilePool;  // never destroyed: handles close until exit
-  return *instance;
-}
+OpenFilePool &openFilePool() { return neverDestroyed<OpenFilePool>(); }
 
 }  // namespace
 
@@ -46,9 +44,10 @@ OpenFile *OpenFile::make(int fd, bool canRead, bool canWrite, bool ownsDescripto
   {
     OpenFilePool &pool = openFilePool();
     std::lock_guard<std::mutex> lock(pool.guard);
-    if (!pool.idle.empty()) {
-      file = pool.idle.back();
-      pool.idle.pop_back();
+    if (pool.idle != nullptr) {
+      file = pool.idle;
+      pool.idle = file->nextIdle;
+      file->nextIdle = nullptr;
     }
   }
   if (file == nullptr) {
@@ -120,11 +119,8 @@ void OpenFile::finish() {
   fd_ = -1;
   OpenFilePool &pool = openFilePool();
   std::lock_guard<std::mutex> lock(pool.guard);
-  try {
-    pool.idle.push_back(this);
-  } catch (const std::bad_alloc &) {
-    // Kept out of use for good: the storage of a closed file is never freed.
-  }
+  nextIdle = pool.idle;
+  pool.idle = this;
 }
 
 FileUse::FileUse(Handle handle) {
@@ -446,10 +442,7 @@ struct StdHandles {
   Handle handles[3] = {kNullHandle, kNullHandle, kNullHandle};
 };
 
-StdHandles &stdHandles() {
-  static StdHandles *instance = new StdHandles;  // never destroyed: used until exit
-  return *instance;
-}
+StdHandles &stdHandles() { return posix::neverDestroyed<StdHandles>(); }
 
 // Writes with SIGPIPE held back: a pipe without a reader fails the write as
 // on Windows instead of ending the process.

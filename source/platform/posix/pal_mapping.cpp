@@ -26,6 +26,7 @@
 #include "platform/posix/errno_map.h"
 #include "platform/posix/file_object.h"
 #include "platform/posix/handle_table.h"
+#include "platform/posix/never_destroyed.h"
 
 namespace pal::posix {
 
@@ -58,10 +59,7 @@ struct MappingRegistry {
   std::map<uintptr_t, View> views;               // base address -> view
 };
 
-MappingRegistry &registry() {
-  static MappingRegistry *instance = new MappingRegistry;  // never destroyed: views outlive statics
-  return *instance;
-}
+MappingRegistry &registry() { return neverDestroyed<MappingRegistry>(); }
 
 // A section, counted: one reference for the mapping handle and one per view.
 class Section {

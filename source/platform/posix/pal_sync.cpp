@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "platform/posix/handle_table.h"
+#include "platform/posix/never_destroyed.h"
 #include "platform/posix/pal_sync_futex.h"
 #include "platform/posix/pal_sync_objects.h"
 #include "platform/posix/pal_thread_control.h"
@@ -53,10 +54,7 @@ struct MutexRegistry {
   std::unordered_set<MutexObject *> all;
 };
 
-MutexRegistry &mutexRegistry() {
-  static MutexRegistry *registry = new MutexRegistry;
-  return *registry;
-}
+MutexRegistry &mutexRegistry() { return neverDestroyed<MutexRegistry>(); }
 
 Handle insertMutex() {
   MutexObject *m = newMutexObject();

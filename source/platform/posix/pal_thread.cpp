@@ -26,6 +26,7 @@
 #include <new>
 
 #include "platform/posix/handle_table.h"
+#include "platform/posix/never_destroyed.h"
 #include "platform/posix/pal_sync_futex.h"
 #include "platform/posix/pal_thread_control.h"
 #include "platform/posix/pal_thread_state.h"
@@ -47,13 +48,7 @@ struct ControlPool {
   ThreadControl *free = nullptr;
 };
 
-ControlPool &controlPool() {
-  // Made in static storage and never destroyed: threads may still end
-  // while the process runs its exit handlers.
-  alignas(ControlPool) static unsigned char storage[sizeof(ControlPool)];
-  static ControlPool *pool = ::new (storage) ControlPool;
-  return *pool;
-}
+ControlPool &controlPool() { return neverDestroyed<ControlPool>(); }
 
 ThreadControl *newControl() {
   ControlPool &pool = controlPool();

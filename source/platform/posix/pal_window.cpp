@@ -29,6 +29,7 @@
 #include <vector>
 
 #include "platform/posix/handle_table.h"
+#include "platform/posix/never_destroyed.h"
 
 namespace pal {
 namespace posix {
@@ -72,10 +73,7 @@ struct Windows {
   std::unordered_map<Handle, std::vector<Handle>> children;
 };
 
-Windows &windows() {
-  static Windows *w = new Windows;  // never destroyed: used until the process ends
-  return *w;
-}
+Windows &windows() { return neverDestroyed<Windows>(); }
 
 // The window behind handle, or null with error 1400. Called with the lock
 // held.
