@@ -5,12 +5,16 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "alloc/alloc_failure.h"
 #include "orvane/charsets.h"
 #include "orvane/frame.h"
 #include "orvane/nls.h"
+#include "orvane/nls_format.h"
+#include "orvane/nls_text.h"
 #include "orvane/strings.h"
 
 using allocfail::forEachAllocationFailure;
@@ -151,4 +155,44 @@ TEST_F(AllocStrings, StringObjectsGiveNullAndKeepTheirInputs) {
   }));
   orvStringDestroy(a);
   orvStringDestroy(b);
+}
+
+// A picture wider than the stack buffers needs heap room: without it the
+// call returns -1 and leaves the text as it was.
+TEST_F(AllocStrings, WidePictureGivesMinusOneAndLeavesTheText) {
+  std::string picture(5, ' ');
+  picture += std::string(150, '9');
+  picture[0] = ' ';
+  EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
+    char text[200] = "12345";
+    int length = 5;
+    const int rc =
+        nlsNumericFormat(text, &length, 0, 0, picture.c_str(), static_cast<int>(picture.size()), '9');
+    if (rc == -1) {
+      EXPECT_STREQ("12345", text);
+      EXPECT_EQ(5, length);
+      return false;
+    }
+    EXPECT_EQ(1, rc);
+    EXPECT_EQ(150, length);
+    return true;
+  }));
+}
+
+// The checksum needs no memory, and scrambling falls back to a byte loop.
+TEST_F(AllocStrings, ChecksumAndScramblingNeedNoMemory) {
+  static char data[20000];
+  for (size_t i = 0; i < sizeof data; ++i) {
+    data[i] = static_cast<char>('a' + i % 26);
+  }
+  const uint16_t sum = nlsChksum(data, sizeof data);
+  static char copy[sizeof data];
+  memcpy(copy, data, sizeof data);
+  EXPECT_ALLOCATION_FAILURES_HANDLED(forEachAllocationFailure([&] {
+    EXPECT_EQ(sum, nlsChksum(data, sizeof data));
+    nlsEncryptN(copy, sizeof copy, "a key of some length", 20);
+    nlsEncryptN(copy, sizeof copy, "a key of some length", 20);
+    EXPECT_EQ(0, memcmp(copy, data, sizeof data));
+    return true;
+  }));
 }

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "common/nls/nls_text_internal.h"
@@ -85,7 +86,16 @@ int encryptWithPeriod(unsigned char *data, size_t length, const char *key, size_
   }
   // A block of whole periods, XORed over the data block by block.
   const size_t repeats = period >= kPatternTarget ? 1 : (kPatternTarget + period - 1) / period;
-  std::vector<unsigned char> pattern(period * repeats);
+  std::vector<unsigned char> pattern;
+  try {
+    pattern.resize(period * repeats);
+  } catch (const std::bad_alloc &) {
+    // Without room for the block the key is applied byte by byte.
+    for (size_t i = 0; i < length; ++i) {
+      data[i] ^= static_cast<unsigned char>(key[i % period]);
+    }
+    return static_cast<int>(length % period);
+  }
   for (size_t r = 0; r < repeats; ++r) {
     memcpy(pattern.data() + r * period, key, period);
   }
@@ -117,17 +127,24 @@ uint16_t nextState(uint16_t state) {
 // The states that multiply the bytes at positions 0, 1, 2, ...: the
 // sequence is periodic (the multiplier is odd, so each step is a
 // permutation of the odd values), and the table holds one whole period.
-const std::vector<uint16_t> &checksumStates() {
-  static std::vector<uint16_t> states;
+// It is static (128 KiB at most), so that no checksum can fail for want of
+// memory.
+struct ChecksumStates {
+  uint16_t states[65536];
+  size_t period = 0;
+};
+
+const ChecksumStates &checksumStates() {
+  static ChecksumStates table;
   static std::once_flag once;
   std::call_once(once, [] {
     uint16_t s = kChecksumSeed;
     do {
       s = nextState(s);
-      states.push_back(s);
-    } while (s != kChecksumSeed && states.size() < 65536);
+      table.states[table.period++] = s;
+    } while (s != kChecksumSeed && table.period < 65536);
   });
-  return states;
+  return table;
 }
 
 }  // namespace
@@ -201,9 +218,9 @@ ORV_API uint16_t nlsChksum(const char *data, int length) {
     return 0;
   }
   const size_t n = length > 0 ? static_cast<size_t>(length) : strlen(data);
-  const std::vector<uint16_t> &table = checksumStates();
-  const uint16_t *states = table.data();
-  const size_t period = table.size();
+  const ChecksumStates &table = checksumStates();
+  const uint16_t *states = table.states;
+  const size_t period = table.period;
   const auto *bytes = reinterpret_cast<const signed char *>(data);
   // Only the low 16 bits of the accumulator are kept, and XOR works bit by
   // bit, so 16-bit products give the same result as 32-bit ones.

@@ -3,6 +3,7 @@
 // marker, minimum positions, blank when zero, overflow to "#").
 #include <string.h>
 
+#include <new>
 #include <vector>
 
 #include "common/nls/nls_state.h"
@@ -42,10 +43,10 @@ int pictureCharLength(const char *p, int room) {
 
 }  // namespace
 
-extern "C" {
+namespace {
 
-ORV_API int nlsNumericFormat(char *text, int *inOutLength, int blankWhenZero, int minPositions,
-                             const char *picture, int pictureRecordLength, int placeholder) {
+int formatNumber(char *text, int *inOutLength, int blankWhenZero, int minPositions, const char *picture,
+                 int pictureRecordLength, int placeholder) {
   if (text == nullptr || inOutLength == nullptr || picture == nullptr || *inOutLength < 0 ||
       pictureRecordLength < kRecordHeader) {
     return -1;
@@ -183,6 +184,23 @@ ORV_API int nlsNumericFormat(char *text, int *inOutLength, int blankWhenZero, in
   }
   *inOutLength = width;
   return overflow ? 0 : 1;
+}
+
+}  // namespace
+
+extern "C" {
+
+// A picture wider than the buffers kept on the stack needs heap room for
+// its positions and its result; without it the call does nothing and
+// returns -1, as for a bad argument.
+ORV_API int nlsNumericFormat(char *text, int *inOutLength, int blankWhenZero, int minPositions,
+                             const char *picture, int pictureRecordLength, int placeholder) {
+  try {
+    return formatNumber(text, inOutLength, blankWhenZero, minPositions, picture, pictureRecordLength,
+                        placeholder);
+  } catch (const std::bad_alloc &) {
+    return -1;
+  }
 }
 
 }  // extern "C"
