@@ -164,7 +164,8 @@ ORV_API uint32_t orvHashI(const char *text);
  * key's section, "Services" followed by the product letter, "Services"),
  * then in the environment; the first hit wins.
  * @return a heap copy that the caller frees with orvMemoryFreeFunc() (or
- * free), or null when no source has the setting. */
+ * free), or null when no source has the setting (or when memory runs out
+ * on the way). */
 ORV_API char *orvResourceGetNLSStr(const char *name);
 /** Returns a setting as a number: a registry number value directly,
  * otherwise the text parsed as decimal and, only when that gives 0, as

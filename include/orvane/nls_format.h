@@ -62,7 +62,9 @@ ORV_EXTERN_C_BEGIN
  * Returns 1 when the number fits. An overflow, a number with more digits
  * than the picture places, or a number that is not a digit string gives a
  * field of "#" characters and returns 0. Null arguments, a negative length
- * or a record shorter than 5 bytes return -1 and write nothing. */
+ * or a record shorter than 5 bytes return -1 and write nothing; so does a
+ * picture of more than 64 characters (or a result of more than 128 bytes)
+ * when memory runs out. */
 ORV_API int nlsNumericFormat(char *text, int *inOutLength, int blankWhenZero, int minPositions,
                              const char *picture, int pictureRecordLength, int placeholder);
 
