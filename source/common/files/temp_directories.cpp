@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -68,16 +69,25 @@ bool storeList(const std::vector<std::string> &parts) {
 
 }  // namespace
 
+namespace {
+
+struct FreeText {
+  void operator()(char *text) const { free(text); }
+};
+using HeapText = std::unique_ptr<char, FreeText>;
+
+}  // namespace
+
 bool buildDirectoryList() {
   freeDirectoryList();
   try {
     for (const char *name : kDirectorySettings) {
-      char *value = readSetting(name);
+      // Heap texts are held so that a failure half-way releases them.
+      const HeapText value(readSetting(name));
       if (value == nullptr) {
         continue;
       }
-      std::vector<std::string> parts = existingParts(value);
-      free(value);
+      std::vector<std::string> parts = existingParts(value.get());
       if (parts.size() > 65534) {
         parts.resize(65534);  // indexes are 16 bits, and 65535 marks the caller's directory
       }
@@ -90,9 +100,8 @@ bool buildDirectoryList() {
     if (orvFileGetCurrentDirectory(&current) == 0) {
       return true;  // no directory at all
     }
-    bool ok = storeList({std::string(current)});
-    free(current);
-    return ok;
+    const HeapText held(current);
+    return storeList({std::string(held.get())});
   } catch (...) {
     return false;  // out of memory
   }
