@@ -85,6 +85,10 @@ bool failureHappened() { return countdown.happened; }
 
 long allocationsSinceArmed() { return countdown.seen; }
 
+Unarmed::Unarmed() : remaining_(countdown.remaining) { countdown.remaining = 0; }
+
+Unarmed::~Unarmed() { countdown.remaining = remaining_; }
+
 Outcome forEachAllocationFailure(const std::function<bool()> &operation, long limit) {
   Outcome outcome;
   for (long n = 1; n <= limit; ++n) {

@@ -26,6 +26,19 @@ bool failureHappened();
 // included).
 long allocationsSinceArmed();
 
+// While it lives, the calling thread's allocations are neither counted nor
+// failed: for checks inside an operation that allocate themselves.
+class Unarmed {
+ public:
+  Unarmed();
+  ~Unarmed();
+  Unarmed(const Unarmed &) = delete;
+  Unarmed &operator=(const Unarmed &) = delete;
+
+ private:
+  long remaining_;
+};
+
 // For n = 1, 2, ... runs operation with the n-th allocation failing, until
 // a run in which the armed failure does not happen (the operation needs
 // fewer than n allocations): that last run must succeed, and it is the

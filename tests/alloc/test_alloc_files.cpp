@@ -160,3 +160,31 @@ TEST_F(AllocFiles, MemoryMapGivesMinusThirtySix) {
   }));
   EXPECT_EQ(1, orvFileClose(f, 0));
 }
+
+// A temporary file whose name cannot be handed out is deleted again.
+TEST_F(AllocFiles, TemporaryFileNameOutGivesMinusThirtySix) {
+  EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
+    int error = 0;
+    char *name = nullptr;
+    orvFile *f =
+        orvFileOpen(ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_TEMPORARY, ORV_FILE_TAG_ERROR_OUT, &error,
+                    ORV_FILE_TAG_DIRECTORY, dir_->c_str(), ORV_FILE_TAG_NAME_OUT, &name, ORV_FILE_TAG_END);
+    if (f == nullptr) {
+      EXPECT_EQ(ORV_FILE_E_NO_MEMORY, error);
+      EXPECT_EQ(nullptr, name);
+      return false;
+    }
+    EXPECT_NE(nullptr, name);
+    {
+      const allocfail::Unarmed checking;
+      EXPECT_TRUE(testsupport::fileExists(name));
+    }
+    EXPECT_EQ(1, orvFileClose(f, ORV_FILE_CLOSE_DELETE));
+    {
+      const allocfail::Unarmed checking;
+      EXPECT_FALSE(testsupport::fileExists(name));
+    }
+    orvMemoryFreeFunc(name);
+    return true;
+  }));
+}

@@ -7,13 +7,17 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "alloc/alloc_failure.h"
+#include "orvane/files.h"
 #include "orvane/frame.h"
 #include "orvane/pattern.h"
 #include "orvane/vtmxdr.h"
 #include "orvane/xdr.h"
+#include "support/test_support.h"
 
 using allocfail::forEachAllocationFailure;
 using allocfail::forEachAllocationFailureInChildren;
@@ -130,5 +134,53 @@ TEST_F(AllocStreams, ObjectStreamThrowsNoMemoryAndStaysUsable) {
     EXPECT_NE(nullptr, data);
     EXPECT_GE(length, 800u);
     return true;
+  }));
+}
+
+// File streams: a create or open that runs out of memory gives 0 (null),
+// with the file closed again; what the record holds is released by
+// destroying it.
+TEST_F(AllocStreams, XdrFileStreamsGiveZero) {
+  const std::string dir = testsupport::makeScratchDir("alloc_xdr");
+  const std::string path = dir + "/stream.dat";
+  EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
+    CXDR x;
+    memset(&x, 0, sizeof x);
+    if (cxdrfile_create(&x, CXDR_ENCODE, path.c_str(), ORV_FILE_READ | ORV_FILE_WRITE | ORV_FILE_CREATE) !=
+        1) {
+      // The record may be filled with no file: destroying it releases it.
+      EXPECT_EQ(1, cxdrfile_destroy(&x));
+      return false;
+    }
+    int32_t value = 12345;
+    const bool ok = cxdr_Int32(&x, &value) == 1;
+    EXPECT_EQ(1, cxdrfile_destroy(&x));
+    return ok;
+  }));
+  EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([&] {
+    CXDR x;
+    memset(&x, 0, sizeof x);
+    if (cxdrfile_create(&x, CXDR_DECODE, path.c_str(), ORV_FILE_READ | ORV_FILE_MUST_EXIST) != 1) {
+      EXPECT_EQ(1, cxdrfile_destroy(&x));
+      return false;
+    }
+    int32_t value = 0;
+    const bool ok = cxdr_Int32(&x, &value) == 1 && value == 12345;
+    EXPECT_EQ(1, cxdrfile_destroy(&x));
+    return ok;
+  }));
+  testsupport::removeTree(dir);
+}
+
+// Scrambling: a state that cannot be allocated gives 0 and the stream stays
+// unscrambled.
+TEST_F(AllocStreams, ScramblingStateGivesZero) {
+  static unsigned char buffer[64];
+  EXPECT_ALLOCATION_FAILURES_REPORTED(forEachAllocationFailure([] {
+    CXDR x;
+    EXPECT_EQ(1, cxdrmem_create(&x, CXDR_ENCODE, buffer, sizeof buffer));
+    const bool ok = cxdrmem_encryptinit(&x, 77) == 1 && cxdrmem_decryptinit(&x, 77) == 1;
+    cxdrmem_destroy(&x);
+    return ok;
   }));
 }
