@@ -2,6 +2,8 @@
 // per-thread countdown that makes one of them fail.
 #include "alloc/alloc_failure.h"
 
+#include "orvane/frame.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -84,6 +86,10 @@ void disarm() { countdown.remaining = 0; }
 bool failureHappened() { return countdown.happened; }
 
 long allocationsSinceArmed() { return countdown.seen; }
+
+void WithServices::SetUpTestSuite() { ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END)); }
+
+void WithServices::TearDownTestSuite() { servicesProcessTerminate(0); }
 
 Unarmed::Unarmed() : remaining_(countdown.remaining) { countdown.remaining = 0; }
 

@@ -15,6 +15,13 @@
 
 namespace allocfail {
 
+// A test suite that runs with the services initialised (nothing armed).
+class WithServices : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite();
+  static void TearDownTestSuite();
+};
+
 // The calling thread's n-th allocation from now fails (n >= 1); the ones
 // before it and after it succeed.
 void failAt(long n);

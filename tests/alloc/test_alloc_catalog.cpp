@@ -21,11 +21,8 @@ using allocfail::forEachAllocationFailure;
 
 namespace {
 
-class AllocCatalog : public ::testing::Test {
+class AllocCatalog : public allocfail::WithServices {
  protected:
-  static void SetUpTestSuite() { ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END)); }
-  static void TearDownTestSuite() { servicesProcessTerminate(0); }
-
   // The services catalog beside the test programs.
   static std::string catalogPath() {
     std::string exe = testsupport::executablePath();

@@ -18,16 +18,16 @@ using allocfail::forEachAllocationFailure;
 
 namespace {
 
-class AllocFiles : public ::testing::Test {
+class AllocFiles : public allocfail::WithServices {
  protected:
   static void SetUpTestSuite() {
-    ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END));
+    WithServices::SetUpTestSuite();
     dir_ = new std::string(testsupport::makeScratchDir("alloc_files"));
   }
   static void TearDownTestSuite() {
     testsupport::removeTree(*dir_);
     delete dir_;
-    servicesProcessTerminate(0);
+    WithServices::TearDownTestSuite();
   }
   static std::string path(const char *name) { return *dir_ + "/" + name; }
   static std::string *dir_;

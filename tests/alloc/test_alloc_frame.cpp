@@ -35,11 +35,7 @@ TEST(AllocFrame, ProcessInitializeGivesADocumentedCode) {
 
 namespace {
 
-class AllocDebug : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END)); }
-  static void TearDownTestSuite() { servicesProcessTerminate(0); }
-};
+class AllocDebug : public allocfail::WithServices {};
 
 }  // namespace
 

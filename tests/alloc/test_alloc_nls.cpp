@@ -41,11 +41,7 @@ TEST(AllocNls, InitGivesThreeAndSetsNothingUp) {
 
 namespace {
 
-class AllocStrings : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END)); }
-  static void TearDownTestSuite() { servicesProcessTerminate(0); }
-};
+class AllocStrings : public allocfail::WithServices {};
 
 const uint16_t kUnits[] = {'a', 0x3042, 'b', 0};
 

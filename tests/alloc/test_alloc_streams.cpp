@@ -24,11 +24,7 @@ using allocfail::forEachAllocationFailureInChildren;
 
 namespace {
 
-class AllocStreams : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END)); }
-  static void TearDownTestSuite() { servicesProcessTerminate(0); }
-};
+class AllocStreams : public allocfail::WithServices {};
 
 }  // namespace
 

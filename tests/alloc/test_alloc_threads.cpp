@@ -18,11 +18,7 @@ using allocfail::forEachAllocationFailure;
 
 namespace {
 
-class AllocThreads : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_EQ(0, servicesProcessInitialize(ORV_ITEM_END)); }
-  static void TearDownTestSuite() { servicesProcessTerminate(0); }
-};
+class AllocThreads : public allocfail::WithServices {};
 
 void quickRoutine(void *argument) { *static_cast<int *>(argument) = 7; }
 
